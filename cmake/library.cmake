@@ -1,0 +1,21 @@
+# The product: libZuVDR. Nothing but the standard library and libm behind it.
+add_library(ZuVDR SHARED
+  nav/attitude.cpp
+  nav/geodesy.cpp
+  nav/ins.cpp
+  nav/matrix.cpp
+  nav/motion.cpp
+  nav/signal.cpp)
+target_include_directories(ZuVDR
+  PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>
+  PRIVATE ${PROJECT_SOURCE_DIR})
+target_link_libraries(ZuVDR PRIVATE $<BUILD_INTERFACE:zuvdr_flags>)
+
+# Hidden by default; the map keeps the standard library's own template instances in as well. The
+# exported pointers must stay reachable through the global offset table (no -Bsymbolic), so that a
+# second copy of the library in one process finds the first one's engine.
+set_target_properties(ZuVDR PROPERTIES
+  CXX_VISIBILITY_PRESET hidden
+  VISIBILITY_INLINES_HIDDEN ON
+  LINK_DEPENDS "${PROJECT_SOURCE_DIR}/cmake/exports.map")
+target_link_options(ZuVDR PRIVATE "LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map")

@@ -1,0 +1,66 @@
+// Attitude representations and their conversions. Free functions without state; no input is
+// checked. Conventions (docs/conventions.md):
+//
+//   quaternion   4 doubles, scalar first, Hamilton product; qnb rotates body into navigation frame
+//   matrix       3 x 3 row-major; v_n = Cnb v_b; navigation frame east, north, up
+//   Euler angles rad; mode 2: [pitch, roll, yaw], pitch about body x (sequence z, x, y)
+//                     mode 1: [roll, pitch, yaw], aerospace sequence (z, y, x)
+//
+// The conversion formulas are the textbook ones (Titterton and Weston, Strapdown Inertial
+// Navigation Technology, ch. 3; Shepperd, J. Guidance and Control 1(3), 1978, for rot2qua).
+#pragma once
+
+#include "ZuVDR.h"
+
+struct INS;
+
+// q = quaternion of the rotation vector rv (rad). A vector shorter than 1e-4 rad gives a quaternion
+// whose vector part is practically zero: so small a rotation is dropped, not applied.
+ZUVDR_EXPORT void rv2q(const double rv[3], double q[4]);
+
+// r = p (x) q, Hamilton product; r must not overlap p or q.
+ZUVDR_EXPORT void qmul(const double p[4], const double q[4], double r[4]);
+
+// ins.qnb <- ins.qnb (x) rv2q(rv), renormalised when |qnb|^2 leaves [0.999999, 1.000001]. rv is
+// overwritten with the vector part of its quaternion.
+ZUVDR_EXPORT void qupdt2(INS& ins, double rv[3]);
+
+// q <- rv2q(phi) (x) q: phi (rad) in the frame q rotates into. Not renormalised.
+ZUVDR_EXPORT void qdelphi(double q[4], const double phi[3]);
+
+// Stores q as ins.qnb and rebuilds ins.Cnb and, by ins.att_mode, ins.att (left alone in modes other
+// than 1 and 2). asin gets the matrix element unclamped. q may be ins.qnb itself.
+ZUVDR_EXPORT void attsyn(const double q[4], INS& ins);
+
+// The same into the mounting block: install_qnb, install_Cnb, install_att.
+ZUVDR_EXPORT void InstallAttsyn(const double q[4], INS& ins);
+
+// C from att = [pitch, roll, yaw], mode-2 sequence.
+ZUVDR_EXPORT void a2mat(const double att[3], double C[3][3]);
+
+// R (3 x 3) from e = [yaw, pitch, roll], sequence z, x, y: the matrix of a2mat.
+ZUVDR_EXPORT void euler2rot_2(const double e[3], double R[9]);
+ZUVDR_EXPORT void euler2rot_2(double* e, double* R);
+
+// R (3 x 3) from e = [yaw, pitch, roll], sequence z, y, x.
+ZUVDR_EXPORT void euler2rot_3(const double e[3], double R[9]);
+
+// q of R (3 x 3); neither normalised nor forced to a sign.
+ZUVDR_EXPORT void rot2qua(const double R[9], double q[4]);
+
+// Levelling quaternion with yaw 0 from one accelerometer sample (m/s^2, body frame). The second
+// argument is not read.
+ZUVDR_EXPORT void InitQnb(const double acc[3], double* ignored, double q[4]);
+
+// a - b for angles in (-pi, pi], wrapped when their signs differ.
+ZUVDR_EXPORT double AngleMul(double a, double b);
+
+namespace zuvdr {
+
+// q <- q / |q|.
+void normalise(double q[4]);
+
+// C_AB = A B^T for 3 x 3 matrices; Cmount = install_Cnb Cnb^T is the one use.
+void multiply_by_transpose(const double A[9], const double B[9], double C[9]);
+
+}  // namespace zuvdr

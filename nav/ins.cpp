@@ -1,0 +1,142 @@
+#include "nav/ins.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+
+#include "nav/attitude.h"
+#include "nav/constants.h"
+
+namespace {
+
+using zuvdr::kGravity;
+
+using Matrix4 = std::array<std::array<double, 4>, 4>;
+
+// Omega of the previous call of qupdt3: a property of the process's one sensor stream, not of a
+// record, so no reset touches it.
+Matrix4 omega_prev{};
+
+// Omega(w) with dq/dt = Omega q for the scalar-first quaternion.
+Matrix4 rate_matrix(double x, double y, double z) {
+  return {{{0.0, -0.5 * x, -0.5 * y, -0.5 * z},
+           {0.5 * x, 0.0, 0.5 * z, -0.5 * y},
+           {0.5 * y, -0.5 * z, 0.0, 0.5 * x},
+           {0.5 * z, 0.5 * y, -0.5 * x, 0.0}}};
+}
+
+template <typename... Vectors>
+void zero(Vectors&... vectors) {
+  (std::fill(std::begin(vectors), std::end(vectors), 0.0), ...);
+}
+
+}  // namespace
+
+void GlvInit(glvs& glv) {
+  glv.Re = 6378137;
+  glv.f = 0.0033528131778969143;  // 1/298.257
+  glv.wie = 7.2921151467e-05;
+  glv.g0 = kGravity;
+  glv.hur = 3600.0;
+  glv.e = 0.08181922145552321;
+  glv.e2 = 0.00669438499958795;
+  glv.pi = zuvdr::kPi;
+}
+
+void InsInit1(double* qnb, INS& ins, double* db, double* eb, double* vn, double* pos, glvs& glv,
+              int att_mode) {
+  ins.att_mode = att_mode;
+  std::copy_n(vn, 3, ins.vn);
+  std::copy_n(pos, 3, ins.pos);
+  zero(ins.after_wb);
+  attsyn(qnb, ins);
+  zero(ins.fn, ins.fb, ins.after_fb[0], ins.after_fb[1]);
+  std::copy_n(eb, 3, ins.eb);
+  std::copy_n(db, 3, ins.db);
+  zero(ins.an, ins.after_an[0], ins.after_an[1], ins.wb);
+  GlvInit(glv);
+  std::copy_n(ins.qnb, 4, ins.install_qnb);
+  std::copy_n(ins.att, 3, ins.install_att);
+  std::copy_n(ins.Cnb, 9, ins.install_Cnb);
+  zero(ins.Cmount);
+  ins.Cmount[0] = ins.Cmount[4] = ins.Cmount[8] = 1.0;
+}
+
+void InstallAngleInit(INS& ins) {
+  ins.install_att[0] = ins.att[0];
+  ins.install_att[1] = ins.att[1];
+  ins.install_att[2] = 0.0;
+  const double yaw_pitch_roll[3] = {0.0, ins.install_att[0], ins.install_att[1]};
+  euler2rot_2(yaw_pitch_roll, ins.install_Cnb);
+  zuvdr::multiply_by_transpose(ins.install_Cnb, ins.Cnb, ins.Cmount);
+}
+
+void b2n(INS& ins, double* vb, double* vn_out) {
+  const double b[3] = {vb[0], vb[1], vb[2]};
+  for (int i = 0; i < 3; ++i) {
+    vn_out[i] = ins.Cnb[3 * i] * b[0] + ins.Cnb[3 * i + 1] * b[1] + ins.Cnb[3 * i + 2] * b[2];
+  }
+}
+
+void VnUpdate(INS& ins, double* wm, double* vm, double dt, double* vn_out) {
+  // Half the cross product turns the increment back to the attitude at the epoch's start.
+  double dv_b[3] = {vm[0] + 0.5 * (wm[1] * vm[2] - wm[2] * vm[1]),
+                    vm[1] + 0.5 * (wm[2] * vm[0] - wm[0] * vm[2]),
+                    vm[2] + 0.5 * (wm[0] * vm[1] - wm[1] * vm[0])};
+  double dv_n[3];
+  b2n(ins, dv_b, dv_n);
+  for (int i = 0; i < 3; ++i) vn_out[i] = ins.vn[i] + dv_n[i];
+  vn_out[2] += -kGravity * dt;
+}
+
+void InsUpdate(INS& ins, double* imu, double dt) {
+  double wm[3];
+  double vm[3];
+  for (int i = 0; i < 3; ++i) {
+    wm[i] = imu[i] * dt - ins.eb[i] * dt;
+    vm[i] = imu[i + 3] * dt - ins.db[i] * dt;
+  }
+  double vn_new[3];
+  VnUpdate(ins, wm, vm, dt, vn_new);
+  for (int i = 0; i < 3; ++i) {
+    ins.pos[i] += 0.5 * (ins.vn[i] + vn_new[i]) * dt;
+    ins.vn[i] = vn_new[i];
+    ins.fb[i] = vm[i] / dt;
+    ins.wb[i] = wm[i] / dt;
+  }
+  b2n(ins, ins.fb, ins.fn);
+  ins.an[2] = ins.fn[2] - kGravity;
+  qupdt3(ins, imu, dt);
+  attsyn(ins.qnb, ins);
+}
+
+void qupdt3(INS& ins, double* gyro, double dt) {
+  const Matrix4 omega = rate_matrix(gyro[0] - ins.eb[0], gyro[1] - ins.eb[1], gyro[2] - ins.eb[2]);
+  // q <- (I + dt/2 B) q with B = omega_prev + omega (I + dt omega_prev).
+  double q[4];
+  for (std::size_t i = 0; i < 4; ++i) {
+    q[i] = 0.0;
+    for (std::size_t j = 0; j < 4; ++j) {
+      double b = 0.0;
+      for (std::size_t k = 0; k < 4; ++k) {
+        b += omega[i][k] * ((k == j ? 1.0 : 0.0) + dt * omega_prev[k][j]);
+      }
+      b += omega_prev[i][j];
+      q[i] += ((i == j ? 1.0 : 0.0) + dt / 2.0 * b) * ins.qnb[j];
+    }
+  }
+  std::copy_n(q, 4, ins.qnb);
+  zuvdr::normalise(ins.qnb);
+  omega_prev = omega;
+}
+
+double CalculateAccPsi(INS& ins, double* d, double* acc) {
+  double a[3];
+  for (int i = 0; i < 3; ++i) a[i] = -kGravity * (acc[i] + ins.Cnb[6 + i]);
+  const double sp = std::sin(ins.att[0]), cp = std::cos(ins.att[0]);
+  const double sr = std::sin(ins.att[1]), cr = std::cos(ins.att[1]);
+  const double h0 = cr * a[0] + sr * sp * a[1] + sr * cp * a[2];
+  const double h1 = cp * a[1] - sp * a[2];
+  return std::atan2(d[1] * h0 - d[0] * h1, d[0] * h0 + d[1] * h1);
+}

@@ -1,0 +1,110 @@
+#include "nav/matrix.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+void MatrixMul(double* A, double* B, double* C, int m, int n, int p) {
+  if (m < 1 || n < 1 || p < 1) return;
+  const auto rows = static_cast<std::size_t>(m);
+  const auto inner = static_cast<std::size_t>(n);
+  const auto columns = static_cast<std::size_t>(p);
+  for (std::size_t i = 0; i < rows; ++i) {
+    for (std::size_t j = 0; j < columns; ++j) {
+      for (std::size_t k = 0; k < inner; ++k) {
+        C[i * columns + j] += A[i * inner + k] * B[k * columns + j];
+      }
+    }
+  }
+}
+
+void MatrixTranspose(double* A, double* B, int m, int n) {
+  if (m < 1 || n < 1) return;
+  const auto rows = static_cast<std::size_t>(m);
+  const auto columns = static_cast<std::size_t>(n);
+  for (std::size_t i = 0; i < rows; ++i) {
+    for (std::size_t j = 0; j < columns; ++j) B[j * rows + i] = A[i * columns + j];
+  }
+}
+
+namespace {
+
+// Square matrix view; the four steps of the inverse work in place on it.
+struct Square {
+  double* data;
+  std::size_t n;
+  double& operator()(std::size_t i, std::size_t j) const { return data[i * n + j]; }
+};
+
+// A becomes U on and above the diagonal and L below it (unit diagonal not stored):
+// U[k][j] = A[k][j] - sum(t<k) L[k][t] U[t][j],  L[i][k] = (A[i][k] - sum(t<k) L[i][t] U[t][k]) /
+// U[k][k].
+void factorise(const Square& a) {
+  for (std::size_t k = 0; k < a.n; ++k) {
+    for (std::size_t j = k; j < a.n; ++j) {
+      double sum = 0.0;
+      for (std::size_t t = 0; t < k; ++t) sum += a(k, t) * a(t, j);
+      a(k, j) -= sum;
+    }
+    for (std::size_t i = k + 1; i < a.n; ++i) {
+      double sum = 0.0;
+      for (std::size_t t = 0; t < k; ++t) sum += a(i, t) * a(t, k);
+      a(i, k) = (a(i, k) - sum) / a(k, k);
+    }
+  }
+}
+
+// U becomes U^-1, column by column.
+void invert_upper(const Square& u) {
+  for (std::size_t j = 0; j < u.n; ++j) {
+    const double reciprocal = 1.0 / u(j, j);
+    for (std::size_t i = 0; i < j; ++i) {
+      double sum = 0.0;
+      for (std::size_t k = i; k < j; ++k) sum += u(i, k) * u(k, j);
+      u(i, j) = -sum * reciprocal;
+    }
+    u(j, j) = reciprocal;
+  }
+}
+
+// L (unit diagonal not stored) becomes L^-1, column by column.
+void invert_unit_lower(const Square& l) {
+  for (std::size_t j = 0; j < l.n; ++j) {
+    for (std::size_t i = j + 1; i < l.n; ++i) {
+      double sum = l(i, j);
+      for (std::size_t k = j + 1; k < i; ++k) sum += l(i, k) * l(k, j);
+      l(i, j) = -sum;
+    }
+  }
+}
+
+// The product U^-1 L^-1. Row i needs only rows i and below of L^-1, and element (i, j) only columns
+// max(i, j) and beyond of U^-1, so rows and columns in ascending order may overwrite the factors.
+void multiply_factors(const Square& a) {
+  for (std::size_t i = 0; i < a.n; ++i) {
+    for (std::size_t j = 0; j < a.n; ++j) {
+      const std::size_t first = std::max(i, j);
+      double sum = a(i, first) * (first == j ? 1.0 : a(first, j));
+      for (std::size_t k = first + 1; k < a.n; ++k) sum += a(i, k) * a(k, j);
+      a(i, j) = sum;
+    }
+  }
+}
+
+}  // namespace
+
+void MatrixInverse_n(double* A, double* Ainv, int n) {
+  if (n < 1) return;
+  const Square work{Ainv, static_cast<std::size_t>(n)};
+  std::copy_n(A, work.n * work.n, Ainv);
+  factorise(work);
+  invert_upper(work);
+  invert_unit_lower(work);
+  multiply_factors(work);
+}
+
+double MatrixLength(double* v, int n) {
+  double sum = 0.0;
+  for (int k = 0; k < n; ++k) sum += v[k] * v[k];
+  return std::sqrt(sum);
+}
