@@ -1,5 +1,8 @@
 # The product: libZuVDR. Nothing but the standard library and libm behind it.
 add_library(ZuVDR SHARED
+  kf/aiding_updates.cpp
+  kf/gnss_update.cpp
+  kf/time_update.cpp
   nav/attitude.cpp
   nav/geodesy.cpp
   nav/ins.cpp

@@ -1,0 +1,114 @@
+// GNSS measurement update and feedback of the vehicle filter.
+//
+// H, eight rows (m0, m1, m2: rows of Cmount; vL, vF, vV: sideways, forward and vertical velocity of
+// the vehicle; everything else zero):
+//
+//                    att      vel   pos   mounting
+//   velocity (3)              I
+//   position (3)                    I
+//   m0 . vn = 0      vn x m0  m0          ( 0, -vV, vF)
+//   m2 . vn = 0      vn x m2  m2          (-vF, vL,  0)
+#include <algorithm>
+#include <iterator>
+
+#include "kf/kf.h"
+#include "kf/update_core.h"
+#include "nav/attitude.h"
+#include "nav/ins.h"
+
+using zuvdr::kAccBias;
+using zuvdr::kAttitude;
+using zuvdr::kGyroBias;
+using zuvdr::kMounting;
+using zuvdr::kPosition;
+using zuvdr::kRows;
+using zuvdr::kStates;
+using zuvdr::kVelocity;
+
+namespace {
+
+double dot(const double* a, const double* b) {
+  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
+
+void measurement_matrix(const INS& ins, double H[kRows * kStates]) {
+  std::fill_n(H, kRows * kStates, 0.0);
+  const double* m0 = ins.Cmount;
+  const double* m1 = ins.Cmount + 3;
+  const double* m2 = ins.Cmount + 6;
+  const double sideways = dot(m0, ins.vn);
+  const double forward = dot(m1, ins.vn);
+  const double vertical = dot(m2, ins.vn);
+  for (std::size_t i = 0; i < 3; ++i) {
+    H[i * kStates + kVelocity + i] = 1.0;
+    H[(3 + i) * kStates + kPosition + i] = 1.0;
+  }
+  double* row = H + 6 * kStates;
+  zuvdr::vehicle_velocity_row(m0, ins.vn, row);
+  row[kMounting + 1] = -vertical;
+  row[kMounting + 2] = forward;
+  row += kStates;
+  zuvdr::vehicle_velocity_row(m2, ins.vn, row);
+  row[kMounting] = -forward;
+  row[kMounting + 1] = sideways;
+}
+
+}  // namespace
+
+namespace zuvdr {
+
+void update_mounting_matrix(INS& ins) {
+  multiply_by_transpose(ins.install_Cnb, ins.Cnb, ins.Cmount);
+}
+
+void vehicle_velocity_row(const double* m, const double* vn, double* row) {
+  row[kAttitude] = m[2] * vn[1] - m[1] * vn[2];
+  row[kAttitude + 1] = m[0] * vn[2] - m[2] * vn[0];
+  row[kAttitude + 2] = m[1] * vn[0] - m[0] * vn[1];
+  std::copy_n(m, 3, row + kVelocity);
+}
+
+}  // namespace zuvdr
+
+void MeasureUpdate(double* pos, double* vel, double* r, INS& ins, KF& kf, glvs& /*glv*/) {
+  std::fill(std::begin(kf.X), std::end(kf.X), 0.0);
+  zuvdr::update_mounting_matrix(ins);
+  double z[kRows];
+  for (std::size_t i = 0; i < 3; ++i) {
+    z[i] = ins.vn[i] - vel[i];
+    z[3 + i] = ins.pos[i] - pos[i];
+  }
+  z[6] = dot(ins.Cmount, ins.vn);
+  z[7] = dot(ins.Cmount + 6, ins.vn);
+  KfUpdate(ins, kf, z, r, true);
+  KfFeedback(ins, kf);
+  qdelphi(ins.install_qnb, kf.X + kMounting);
+  InstallAttsyn(ins.install_qnb, ins);
+  std::fill(std::begin(ins.after_an[0]), std::end(ins.after_an[0]), 0.0);
+  std::fill(std::begin(ins.after_wb), std::end(ins.after_wb), 0.0);
+}
+
+void KfUpdate(INS& ins, KF& kf, double* z, double* r, bool update) {
+  if (!update) {
+    KfPredict(kf);
+    zuvdr::symmetrise<kStates>(kf.P);
+    return;
+  }
+  zuvdr::update_mounting_matrix(ins);
+  double H[kRows * kStates];
+  measurement_matrix(ins, H);
+  std::fill(std::begin(kf.R), std::end(kf.R), 0.0);
+  for (std::size_t i = 0; i < kRows; ++i) kf.R[i * kRows + i] = r[i] * r[i];
+  zuvdr::update_core<kRows>(kf, z, H, {kf.R, kf.PHt, kf.S, kf.K});
+}
+
+void KfFeedback(INS& ins, KF& kf) {
+  qdelphi(ins.qnb, kf.X + kAttitude);
+  for (std::size_t i = 0; i < 3; ++i) {
+    ins.vn[i] -= kf.X[kVelocity + i];
+    ins.pos[i] -= kf.X[kPosition + i];
+    ins.eb[i] += kf.X[kGyroBias + i];
+    ins.db[i] += kf.X[kAccBias + i];
+  }
+  attsyn(ins.qnb, ins);
+}
