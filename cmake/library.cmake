@@ -8,7 +8,12 @@ add_library(ZuVDR SHARED
   nav/ins.cpp
   nav/matrix.cpp
   nav/motion.cpp
-  nav/signal.cpp)
+  nav/signal.cpp
+  pdr/pedestrian_filter.cpp
+  pdr/step_detector.cpp
+  pdr/step_length.cpp
+  pdr/step_networks.cpp
+  pdr/step_tables.cpp)
 target_include_directories(ZuVDR
   PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>
   PRIVATE ${PROJECT_SOURCE_DIR})

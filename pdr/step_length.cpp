@@ -1,0 +1,146 @@
+#include "pdr/step_length.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
+#include "nav/clock.h"
+#include "nav/signal.h"
+
+namespace {
+
+constexpr int kFullHistory = 150;           // epochs, 6 s at 25 Hz
+constexpr double kStretch = 5.0;            // s, over which the speed is taken
+constexpr double kWalkingSpeed = 0.48;      // m/s: a previous speed above it outlives missing steps
+constexpr double kLatestFirstStep = 0.05;   // of the stretch, from its start
+constexpr double kLongestStandstill = 0.3;  // of the stretch, from its last step to its end
+
+// The last epochs of a history, without copies.
+struct Stretch {
+  const std::deque<double>& acc_x;
+  const std::deque<double>& acc_y;
+  const std::deque<double>& acc_z;
+  const std::deque<std::int64_t>& time;
+  const std::deque<double>& step_flags;
+  std::size_t begin;
+  std::size_t end;
+};
+
+struct StepLength {
+  std::size_t index;
+  double length;  // m
+};
+
+std::size_t common_length(const std::deque<double>& acc_x, const std::deque<double>& acc_y,
+                          const std::deque<double>& acc_z, const std::deque<std::int64_t>& time,
+                          const std::deque<double>& step_flags) {
+  return std::min({acc_x.size(), acc_y.size(), acc_z.size(), time.size(), step_flags.size()});
+}
+
+// Time between two epochs, ns.
+double elapsed(const Stretch& s, std::size_t later, std::size_t earlier) {
+  return static_cast<double>(zuvdr::elapsed_ns(s.time[later], s.time[earlier]));
+}
+
+double seconds(double nanoseconds) {
+  return nanoseconds * 1e-9;
+}
+
+// Elements begin to end - 1 of a deque.
+class Slice {
+ public:
+  Slice(const std::deque<double>& values, std::size_t begin, std::size_t end)
+      : begin_(values.begin() + static_cast<std::ptrdiff_t>(begin)),
+        end_(values.begin() + static_cast<std::ptrdiff_t>(end)) {}
+  auto begin() const { return begin_; }
+  auto end() const { return end_; }
+  auto size() const { return end_ - begin_; }
+
+ private:
+  std::deque<double>::const_iterator begin_;
+  std::deque<double>::const_iterator end_;
+};
+
+std::vector<std::size_t> step_indices(const Stretch& s) {
+  std::vector<std::size_t> indices;
+  for (std::size_t i = s.begin; i < s.end; ++i) {
+    if (s.step_flags[i] == 1.0) indices.push_back(i);
+  }
+  return indices;
+}
+
+// length = r^(1/4) (0.66 - 0.37 u + 0.15 u^2): r is the vertical range over the step, u the
+// horizontal mean acceleration times one sample period, a stand-in for the horizontal speed. The
+// period is that of the two newest epochs of the stretch.
+double length_of_step(const Stretch& s, std::size_t from, std::size_t to) {
+  const Slice vertical(s.acc_z, from, to);
+  const auto [lowest, highest] = std::minmax_element(vertical.begin(), vertical.end());
+  const double mean_x = zuvdr::arithmetic_mean(Slice(s.acc_x, from, to));
+  const double mean_y = zuvdr::arithmetic_mean(Slice(s.acc_y, from, to));
+  const double period = seconds(elapsed(s, s.end - 1, s.end - 2));
+  const double u = period * std::sqrt(mean_x * mean_x + mean_y * mean_y);
+  return std::sqrt(std::sqrt(*highest - *lowest)) * (0.66 - 0.37 * u + 0.15 * (u * u));
+}
+
+// A window as long as the longest step interval plus one sample slides over the stretch up to, but
+// not including, its newest sample, and measures the last step it holds against the one before. So
+// every step is measured when the window has just passed it, except those that the first window
+// holds already: of them only the last.
+std::vector<StepLength> measure_steps(const Stretch& s) {
+  std::vector<StepLength> lengths;
+  const std::vector<std::size_t> steps = step_indices(s);
+  std::size_t longest_interval = 0;
+  for (std::size_t k = 1; k < steps.size(); ++k) {
+    longest_interval = std::max(longest_interval, steps[k] - steps[k - 1]);
+  }
+  const std::size_t first_window_end = s.begin + longest_interval + 1;
+  for (std::size_t k = 1; k < steps.size(); ++k) {
+    const std::size_t window_end = std::max(first_window_end, steps[k] + 1);
+    const bool last_in_window = k + 1 == steps.size() || steps[k + 1] >= window_end;
+    if (window_end < s.end && last_in_window) {
+      lengths.push_back({steps[k], length_of_step(s, steps[k - 1], steps[k])});
+    }
+  }
+  return lengths;
+}
+
+}  // namespace
+
+std::deque<double> steplen(std::deque<double>& acc_x, std::deque<double>& acc_y,
+                           std::deque<double>& acc_z, std::deque<std::int64_t>& time,
+                           std::deque<double>& step_flags) {
+  const std::size_t n = common_length(acc_x, acc_y, acc_z, time, step_flags);
+  std::deque<double> lengths(n, 0.0);
+  for (const StepLength& step : measure_steps({acc_x, acc_y, acc_z, time, step_flags, 0, n})) {
+    lengths[step.index] = step.length;
+  }
+  return lengths;
+}
+
+double step_speed(std::deque<double>& acc_x, std::deque<double>& acc_y, std::deque<double>& acc_z,
+                  std::deque<std::int64_t>& time, std::deque<double>& step_flags, int& count,
+                  double& speed) {
+  if (count < kFullHistory) return 0.0;
+  const std::size_t n = common_length(acc_x, acc_y, acc_z, time, step_flags);
+  Stretch stretch{acc_x, acc_y, acc_z, time, step_flags, n, n};
+  while (stretch.begin > 0 && seconds(elapsed(stretch, n - 1, stretch.begin - 1)) <= kStretch) {
+    --stretch.begin;
+  }
+  const std::vector<std::size_t> steps = step_indices(stretch);
+  double distance = 0.0;
+  for (const StepLength& step : measure_steps(stretch)) distance += step.length;
+
+  // Without steps the length of the stretch does not matter: it may be empty or last no time.
+  const double estimate =
+      steps.empty() ? 0.0 : distance / seconds(elapsed(stretch, n - 1, stretch.begin));
+  if (estimate == 0.0) return speed > kWalkingSpeed ? speed : 0.0;
+
+  // A speed of exactly 0 is left only through another source of the previous speed.
+  const double candidate = speed != 0.0 ? estimate : 0.0;
+  const double duration = elapsed(stretch, n - 1, stretch.begin);
+  const double lead_in = elapsed(stretch, steps.front(), stretch.begin);
+  const double standstill = elapsed(stretch, n - 1, steps.back());
+  if (!(standstill / duration <= kLongestStandstill)) return 0.0;
+  return lead_in / duration <= kLatestFirstStep ? candidate : speed;
+}

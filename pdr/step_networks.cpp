@@ -1,0 +1,104 @@
+// Accelerometer: two convolutions side by side, dense 26-40-40-1. Gyroscope: one convolution, dense
+// 16-64-32-32-1. Convolutions have three taps, stride 1, no padding and no activation; dense layers
+// are rectified, the output is logistic.
+#include "pdr/step_networks.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "pdr/step_tables.h"
+
+float conv1d_1layer[16];
+float conv1d_2layer[10];
+float Dens_input[26];
+float Dense1_layer[40];
+float Dense2_layer[40];
+float output[1];
+
+float conv1d_Glayer[16];
+float Dense1_Glayer[64];
+float Dense2_Glayer[32];
+float Dense3_Glayer[32];
+float Goutput[1];
+
+namespace {
+
+// The two networks part ways on NaN: one ignores a broken window, the other passes it on.
+float rectify_clearing_nan(float x) {
+  return x >= 0.0f ? x : 0.0f;
+}
+float rectify_keeping_nan(float x) {
+  return x < 0.0f ? 0.0f : x;
+}
+
+float logistic(float x) {
+  return 1.0f / (1.0f + std::exp(-x));
+}
+
+// y[i] = kernel . x[i .. i + 2] + bias; x has two samples more than y.
+template <std::size_t Outputs>
+void convolve(const float* x, const float (&kernel)[3], const float (&bias)[1],
+              float (&y)[Outputs]) {
+  for (std::size_t i = 0; i < Outputs; ++i) {
+    y[i] = kernel[0] * x[i] + kernel[1] * x[i + 1] + kernel[2] * x[i + 2] + bias[0];
+  }
+}
+
+// y += x^T weights. With the outputs in the inner loop every output is still summed in the order of
+// the inputs, and neighbouring outputs are independent: that vectorises without reordering a sum.
+template <std::size_t Inputs, std::size_t Outputs>
+void add_products(const float (&x)[Inputs], const float (&weights)[Inputs * Outputs],
+                  float (&y)[Outputs]) {
+  for (std::size_t i = 0; i < Inputs; ++i) {
+    for (std::size_t j = 0; j < Outputs; ++j) y[j] += x[i] * weights[i * Outputs + j];
+  }
+}
+
+// y = rectify(x^T weights + bias)
+template <std::size_t Inputs, std::size_t Outputs, typename Rectifier>
+void dense(const float (&x)[Inputs], const float (&weights)[Inputs * Outputs],
+           const float (&bias)[Outputs], Rectifier rectify, float (&y)[Outputs]) {
+  std::fill_n(y, Outputs, 0.0f);
+  add_products(x, weights, y);
+  for (std::size_t j = 0; j < Outputs; ++j) y[j] = rectify(y[j] + bias[j]);
+}
+
+// The same with the bias at the start of each sum: the float32 result may differ in its last bit.
+template <std::size_t Inputs, std::size_t Outputs, typename Rectifier>
+void dense_from_bias(const float (&x)[Inputs], const float (&weights)[Inputs * Outputs],
+                     const float (&bias)[Outputs], Rectifier rectify, float (&y)[Outputs]) {
+  std::copy_n(bias, Outputs, y);
+  add_products(x, weights, y);
+  for (std::size_t j = 0; j < Outputs; ++j) y[j] = rectify(y[j]);
+}
+
+template <std::size_t Inputs>
+float logistic_output(const float (&x)[Inputs], const float (&weights)[Inputs],
+                      const float (&bias)[1]) {
+  float sum[1] = {0.0f};
+  add_products(x, weights, sum);
+  return logistic(sum[0] + bias[0]);
+}
+
+}  // namespace
+
+float accelerometer_step_score(const float window[zuvdr::kStepWindow],
+                               const float head[zuvdr::kStepWindowHead]) {
+  convolve(window, FirConvnet, FirConvnetBias, conv1d_1layer);
+  convolve(head, SedConvnet, SedConvnetBias, conv1d_2layer);
+  std::copy_n(conv1d_2layer, 10, std::copy_n(conv1d_1layer, 16, Dens_input));
+  dense(Dens_input, Inputnet, Inputnetbias, rectify_clearing_nan, Dense1_layer);
+  dense(Dense1_layer, Denesnet, Denesnetbias, rectify_clearing_nan, Dense2_layer);
+  output[0] = logistic_output(Dense2_layer, Outputnet, Outputnetbias);
+  return output[0];
+}
+
+float gyroscope_step_score(const float window[zuvdr::kStepWindow]) {
+  convolve(window, GConvnet, GConvnetBias, conv1d_Glayer);
+  dense_from_bias(conv1d_Glayer, GInputnet, GInputnetBias, rectify_keeping_nan, Dense1_Glayer);
+  dense(Dense1_Glayer, GDensenet, GDensenetBias, rectify_keeping_nan, Dense2_Glayer);
+  dense(Dense2_Glayer, GDensenet_2, GDensenetBias_2, rectify_keeping_nan, Dense3_Glayer);
+  Goutput[0] = logistic_output(Dense3_Glayer, GOutputnet, GOutputnetBias);
+  return Goutput[0];
+}
