@@ -1,5 +1,14 @@
 # The product: libZuVDR. Nothing but the standard library and libm behind it.
 add_library(ZuVDR SHARED
+  engine/exports.cpp
+  engine/gnss_epoch.cpp
+  engine/gnss_intake.cpp
+  engine/insZuAlgo.cpp
+  engine/log_line.cpp
+  engine/monitors.cpp
+  engine/pedestrian.cpp
+  engine/sensor_epoch.cpp
+  engine/sensor_intake.cpp
   kf/aiding_updates.cpp
   kf/gnss_update.cpp
   kf/time_update.cpp

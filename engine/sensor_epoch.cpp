@@ -1,0 +1,201 @@
+// One paired sensor epoch: input filters, quiet detection, step detection, the walker's
+// propagation, and the vehicle navigator with its filter's time update and standstill aids.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "engine/insZuAlgo.h"
+#include "kf/kf.h"
+#include "nav/attitude.h"
+#include "nav/clock.h"
+#include "nav/constants.h"
+#include "nav/geodesy.h"
+#include "nav/motion.h"
+#include "nav/signal.h"
+
+namespace {
+
+constexpr std::int64_t kAlignmentTolerance = 40000000;  // ns
+constexpr double kLongestStep = 1.5;                    // s; a longer gap is not integrated
+
+// Quiet means: standard deviation of the filtered rate below these, rad/s. The axes differ as the
+// noise of a phone's gyroscope does.
+constexpr std::size_t kQuietWindow = 25;  // epochs, 1 s at 25 Hz
+constexpr double kQuietX = 0.00026375;
+constexpr double kQuietY = 0.0002375;
+constexpr double kQuietZ = 0.000265;
+constexpr std::int32_t kQuietWindowsToStand = 25;  // windows before the one that ends the motion
+constexpr double kLongQuiet = 1.5;                 // s
+
+constexpr std::int32_t kStepsToStart = 11;  // steps in a bout that start the walker's propagation
+constexpr double kConvergedTilt = 0.2;      // degrees, 1 sigma
+constexpr int kLandscapeOrder = 2;          // verdicts of LandscapeDetector
+constexpr int kPortraitOrder = 1;
+
+}  // namespace
+
+int insZuAlgo::GpsAlignment() {
+  const std::size_t n = epoch_queue.size();
+  if (n == 0) return 0;
+  const auto time = [this](std::size_t k) { return epoch_queue[k].time_ns; };
+  if (zuvdr::elapsed_ns(gps_time, time(n - 1)) > kAlignmentTolerance) return 0;
+  if (zuvdr::elapsed_ns(time(0), gps_time) > kAlignmentTolerance) return 1;
+  // Every queued epoch was searched when it came unless the fix is new; searching them all again
+  // would make a long stretch without fixes cost the square of its length.
+  if (searched_time != gps_time) searched_epochs = 0;
+  std::size_t k = n - 1;
+  while (k >= 1 && k >= searched_epochs && !(time(k) >= gps_time && time(k - 1) < gps_time)) --k;
+  if (k < 1 || k < searched_epochs) {
+    searched_epochs = n;
+    searched_time = gps_time;
+    return 0;
+  }
+  searched_epochs = 0;
+  for (std::size_t released = 0; released <= k; ++released) {
+    const SensorEpoch& epoch = epoch_queue.front();
+    std::copy_n(epoch.acc, 6, cur_epoch.acc);
+    std::copy_n(epoch.gyr, 6, cur_epoch.gyr);
+    std::copy_n(epoch.mag, 6, cur_epoch.mag);
+    std::copy_n(epoch.pres, 6, cur_epoch.pres);
+    cur_epoch.time_ns = epoch.time_ns;
+    algo_sensor_update();
+    epoch_queue.pop_front();
+  }
+  return 1;
+}
+
+int insZuAlgo::algo_sensor_update() {
+  const std::int64_t t = cur_epoch.time_ns;
+  double imu[6];  // gyroscope x, y, z (rad/s), accelerometer x, y, z (m/s^2)
+  std::copy_n(cur_epoch.gyr, 3, imu);
+  std::copy_n(cur_epoch.acc, 3, imu + 3);
+
+  last_sensor_time = t;
+  double dt =
+      static_cast<double>(zuvdr::elapsed_ns(t, prev_epoch_time)) / zuvdr::kNanosecondsPerSecond;
+  prev_epoch_time = t;
+  if (dt > kLongestStep) dt = 0.0;
+
+  aLowPassFilter(imu + 3, acc_lpf);
+  wLowPassFilter(imu, gyr_lpf);
+  LPF_1Hz_order3(imu + 3, acc_lpf1hz);
+
+  detect_quiet();
+
+  sns_oem_step_detector_StateMachine(static_cast<unsigned long long>(t), cur_epoch.acc,
+                                     cur_epoch.gyr, &step_detector);
+  PdrDataSort(imu, t, step_detector.step_flag);
+  if (!PdrStatus(t)) {
+    restart_pedestrian();
+    pdr_flag = 0;
+  }
+  propagate_pedestrian(dt);
+
+  if (vehicle_mode == 0) return 0;
+  if (ins_aligned != 0) {
+    propagate_vehicle(imu, dt);
+  } else if (static_long == 1 && ins_init_enable != 0) {
+    initialise_navigator(dt);
+  }
+  return 0;
+}
+
+void insZuAlgo::detect_quiet() {
+  const auto t = static_cast<double>(cur_epoch.time_ns);
+  const auto long_quiet = [&] {
+    return (t - static_start_time) / zuvdr::kNanosecondsPerSecond > kLongQuiet ? 1 : 0;
+  };
+  gyr_win_x.push_back(gyr_lpf[0]);
+  gyr_win_y.push_back(gyr_lpf[1]);
+  gyr_win_z.push_back(gyr_lpf[2]);
+  if (gyr_win_x.size() != kQuietWindow) {
+    if (moving == 0) static_long = long_quiet();
+    return;
+  }
+  const bool quiet = zuvdr::sample_standard_deviation(gyr_win_x) < kQuietX &&
+                     zuvdr::sample_standard_deviation(gyr_win_y) < kQuietY &&
+                     zuvdr::sample_standard_deviation(gyr_win_z) < kQuietZ;
+  gyr_win_x.pop_front();
+  gyr_win_y.pop_front();
+  gyr_win_z.pop_front();
+  if (quiet) {
+    const std::int32_t before = static_count;
+    if (static_count < std::numeric_limits<std::int32_t>::max()) ++static_count;
+    moving = before < kQuietWindowsToStand ? 1 : 0;
+    if (before >= kQuietWindowsToStand) static_long = long_quiet();
+  } else {
+    static_count = 0;
+    moving = 1;
+    static_long = 0;
+    static_start_time = t;
+  }
+}
+
+void insZuAlgo::propagate_pedestrian(double dt) {
+  if (pdr_started == 0) {
+    if (step_detector.bout_step_count >= kStepsToStart) pdr_started = 1;
+  } else if (pdr_ready != 0) {
+    PdrUpdate(dt);
+    PdrKfPredit(pdr_kf, dt);
+  }
+}
+
+void insZuAlgo::propagate_vehicle(double* imu, double dt) {
+  ins_running = 1;
+  const int disturbed = MP_MOVE(ins);
+  InsUpdate(ins, imu, dt);
+  if (disturbed != 0) {
+    InsClear();
+    motion_reset = 1;
+    return;
+  }
+  motion_reset = 0;
+
+  kffk(ins, kf, dt);
+  QkUpdate(ins, kf, imu, dt);
+  double unused[zuvdr::kRows] = {};
+  KfUpdate(ins, kf, unused, unused, false);
+
+  if (moving == 0) {
+    if (static_long == 1) {
+      wBiasupdate(kf, ins, gyr_lpf);
+      tiltupdate(kf, ins, acc_lpf);
+    }
+    ZUPT(kf, ins);
+  }
+  if (att_converged == 0) {
+    const double sigma = std::sqrt(kf.P[0]) * 180.0 / zuvdr::kPi;  // degrees
+    if (sigma < kConvergedTilt) att_converged = 1;
+  }
+}
+
+void insZuAlgo::initialise_navigator(double dt) {
+  ins_aligned = 1;
+  const int order = LandscapeDetector(acc_lpf1hz);
+  // In units of -g: at rest minus the third row of the attitude matrix.
+  double f[3];
+  for (int i = 0; i < 3; ++i) f[i] = acc_lpf[i] / -zuvdr::kGravity;
+  double q[4] = {};
+  double R[9];
+  if (order == kLandscapeOrder) {
+    double angles[3] = {0.0, std::atan2(-f[1], std::sqrt(f[0] * f[0] + f[2] * f[2])),
+                        std::atan2(f[0], -f[2])};
+    euler2rot_2(angles, R);
+    rot2qua(R, q);
+  } else if (order == kPortraitOrder) {
+    double angles[3] = {0.0, std::atan2(f[0], std::sqrt(f[1] * f[1] + f[2] * f[2])),
+                        std::atan2(-f[1], -f[2])};
+    euler2rot_3(angles, R);
+    rot2qua(R, q);
+  }
+  double position[3] = {};
+  if (ins_running != 0) {
+    G2M(ref_pos, gps_pos, glv, position);
+  } else {
+    std::copy_n(gps_pos, 3, ref_pos);
+  }
+  double acc_bias[3] = {};
+  InsInit1(q, ins, acc_bias, gyr_lpf, gps_vel, position, glv, order);
+  euler_order = order;
+  KfInit(kf, glv, dt);
+}
