@@ -112,7 +112,8 @@ void insZuAlgo::align_navigator_with_gnss() {
     acc_g[i] = (acc_lpf[i] - ins.db[i]) / -zuvdr::kGravity;
     acc_gnss[i] = (gps_vel[i] - gps_prev_vel[i]) / dt;
   }
-  // The angle between both accelerations only gates: exactly zero means that there was none.
+  // The angle between both accelerations only gates: exactly zero means that there was none. NaN,
+  // from two fixes with the same time, passes.
   const double psi = CalculateAccPsi(ins, acc_gnss, acc_g);
   if (psi == 0.0 || ins_init_enable == 0 || moving == 0 || gps_fix.speed <= kAlignmentSpeed) return;
 
@@ -121,13 +122,7 @@ void insZuAlgo::align_navigator_with_gnss() {
   G2M(ref_pos, gps_pos, glv, ins.pos);
   if (euler_order == 1 || euler_order == 2) {
     double R[9];
-    if (euler_order == 2) {
-      double angles[3] = {ins.att[2], ins.att[0], ins.att[1]};
-      euler2rot_2(angles, R);
-    } else {
-      double angles[3] = {ins.att[2], ins.att[1], ins.att[0]};
-      euler2rot_3(angles, R);
-    }
+    zuvdr::euler_to_matrix(ins.att, euler_order, R);
     rot2qua(R, ins.qnb);
     std::copy_n(R, 9, ins.Cnb);
   }

@@ -1,7 +1,8 @@
 #include "engine/insZuAlgo.h"
 
-#include <algorithm>
-#include <iterator>
+#include "nav/vector3.h"
+
+using zuvdr::zero;
 
 constinit insZuAlgo* insZuAlgo::sinsZuAlgo = nullptr;
 constinit insZuAlgo* minsZuAlgo = nullptr;
@@ -15,11 +16,6 @@ namespace {
   minsZuAlgo = insZuAlgo::sinsZuAlgo;
   return true;
 }();
-
-template <typename... Vectors>
-void zero(Vectors&... vectors) {
-  (std::fill(std::begin(vectors), std::end(vectors), 0.0), ...);
-}
 
 }  // namespace
 

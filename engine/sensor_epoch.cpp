@@ -29,8 +29,6 @@ constexpr double kLongQuiet = 1.5;                 // s
 
 constexpr std::int32_t kStepsToStart = 11;  // steps in a bout that start the walker's propagation
 constexpr double kConvergedTilt = 0.2;      // degrees, 1 sigma
-constexpr int kLandscapeOrder = 2;          // verdicts of LandscapeDetector
-constexpr int kPortraitOrder = 1;
 
 }  // namespace
 
@@ -172,22 +170,14 @@ void insZuAlgo::propagate_vehicle(double* imu, double dt) {
 void insZuAlgo::initialise_navigator(double dt) {
   ins_aligned = 1;
   const int order = LandscapeDetector(acc_lpf1hz);
-  // In units of -g: at rest minus the third row of the attitude matrix.
-  double f[3];
-  for (int i = 0; i < 3; ++i) f[i] = acc_lpf[i] / -zuvdr::kGravity;
-  double q[4] = {};
-  double R[9];
-  if (order == kLandscapeOrder) {
-    double angles[3] = {0.0, std::atan2(-f[1], std::sqrt(f[0] * f[0] + f[2] * f[2])),
-                        std::atan2(f[0], -f[2])};
-    euler2rot_2(angles, R);
-    rot2qua(R, q);
-  } else if (order == kPortraitOrder) {
-    double angles[3] = {0.0, std::atan2(f[0], std::sqrt(f[1] * f[1] + f[2] * f[2])),
-                        std::atan2(-f[1], -f[2])};
-    euler2rot_3(angles, R);
-    rot2qua(R, q);
-  }
+  double u[3];
+  for (int i = 0; i < 3; ++i) u[i] = acc_lpf[i] / -zuvdr::kGravity;
+  double angles[3] = {};  // yaw 0
+  double R[9] = {};
+  double q[4];
+  zuvdr::tilt_from_gravity(u, order, angles);
+  zuvdr::euler_to_matrix(angles, order, R);
+  rot2qua(R, q);
   double position[3] = {};
   if (ins_running != 0) {
     G2M(ref_pos, gps_pos, glv, position);

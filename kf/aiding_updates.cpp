@@ -1,13 +1,12 @@
 // Updates without GNSS: zero velocity, non-holonomic constraint, gyroscope bias, tilt.
-#include <algorithm>
-#include <cmath>
-#include <iterator>
+#include <cstddef>
 
 #include "kf/kf.h"
 #include "kf/update_core.h"
 #include "nav/attitude.h"
 #include "nav/constants.h"
 #include "nav/ins.h"
+#include "nav/vector3.h"
 
 using zuvdr::kAttitude;
 using zuvdr::kGyroBias;
@@ -25,7 +24,7 @@ constexpr double kTiltR = 0.0016;                         // (0.04 rad)^2
 // Clears X and runs the update with noise r on every row; H is m x 18.
 template <std::size_t m>
 void aid(KF& kf, const double (&z)[m], const double (&H)[m * kStates], double r) {
-  std::fill(std::begin(kf.X), std::end(kf.X), 0.0);
+  zuvdr::zero(kf.X);
   double R[m * m] = {};
   for (std::size_t i = 0; i < m; ++i) R[i * m + i] = r;
   double PHt[kStates * m];
@@ -52,7 +51,7 @@ void NHC(KF& kf, INS& ins) {
     const double* m = ins.Cmount + 6 * k;  // rows 0 (sideways) and 2 (vertical)
     // The mounting columns stay zero: without GNSS the mounting is held.
     zuvdr::vehicle_velocity_row(m, ins.vn, H + k * kStates);
-    z[k] = m[0] * ins.vn[0] + m[1] * ins.vn[1] + m[2] * ins.vn[2];
+    z[k] = zuvdr::dot(m, ins.vn);
   }
   aid<2>(kf, z, H, kNonHolonomicR);
   KfFeedback(ins, kf);
@@ -70,18 +69,13 @@ void wBiasupdate(KF& kf, INS& ins, double* gyro) {
 }
 
 void tiltupdate(KF& kf, INS& ins, double* acc) {
-  // At rest a is minus the third row of Cnb.
-  double a[3];
-  for (int i = 0; i < 3; ++i) a[i] = (acc[i] - ins.db[i]) / -zuvdr::kGravity;
-  const double* C = ins.Cnb;
-  double z[2] = {0.0, 0.0};
-  if (ins.att_mode == 2) {
-    z[0] = std::asin(C[7]) - std::atan2(-a[1], std::sqrt(a[0] * a[0] + a[2] * a[2]));
-    z[1] = std::atan2(-C[6], C[8]) - std::atan2(a[0], -a[2]);
-  } else if (ins.att_mode == 1) {
-    z[0] = std::atan2(C[7], C[8]) - std::atan2(-a[1], -a[2]);
-    z[1] = std::asin(-C[6]) - std::atan2(a[0], std::sqrt(a[1] * a[1] + a[2] * a[2]));
-  }
+  double u[3];
+  for (int i = 0; i < 3; ++i) u[i] = (acc[i] - ins.db[i]) / -zuvdr::kGravity;
+  double computed[3] = {};
+  double measured[2] = {};
+  zuvdr::matrix_to_euler(ins.Cnb, ins.att_mode, computed);
+  zuvdr::tilt_from_gravity(u, ins.att_mode, measured);
+  const double z[2] = {computed[0] - measured[0], computed[1] - measured[1]};
   double H[2 * kStates] = {};
   H[kAttitude] = 1.0;
   H[kStates + kAttitude + 1] = 1.0;

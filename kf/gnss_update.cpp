@@ -9,13 +9,14 @@
 //   m0 . vn = 0      vn x m0  m0          ( 0, -vV, vF)
 //   m2 . vn = 0      vn x m2  m2          (-vF, vL,  0)
 #include <algorithm>
-#include <iterator>
 
 #include "kf/kf.h"
 #include "kf/update_core.h"
 #include "nav/attitude.h"
 #include "nav/ins.h"
+#include "nav/vector3.h"
 
+using zuvdr::dot;
 using zuvdr::kAccBias;
 using zuvdr::kAttitude;
 using zuvdr::kGyroBias;
@@ -24,12 +25,9 @@ using zuvdr::kPosition;
 using zuvdr::kRows;
 using zuvdr::kStates;
 using zuvdr::kVelocity;
+using zuvdr::zero;
 
 namespace {
-
-double dot(const double* a, const double* b) {
-  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
 
 void measurement_matrix(const INS& ins, double H[kRows * kStates]) {
   std::fill_n(H, kRows * kStates, 0.0);
@@ -55,23 +53,8 @@ void measurement_matrix(const INS& ins, double H[kRows * kStates]) {
 
 }  // namespace
 
-namespace zuvdr {
-
-void update_mounting_matrix(INS& ins) {
-  multiply_by_transpose(ins.install_Cnb, ins.Cnb, ins.Cmount);
-}
-
-void vehicle_velocity_row(const double* m, const double* vn, double* row) {
-  row[kAttitude] = m[2] * vn[1] - m[1] * vn[2];
-  row[kAttitude + 1] = m[0] * vn[2] - m[2] * vn[0];
-  row[kAttitude + 2] = m[1] * vn[0] - m[0] * vn[1];
-  std::copy_n(m, 3, row + kVelocity);
-}
-
-}  // namespace zuvdr
-
 void MeasureUpdate(double* pos, double* vel, double* r, INS& ins, KF& kf, glvs& /*glv*/) {
-  std::fill(std::begin(kf.X), std::end(kf.X), 0.0);
+  zero(kf.X);
   zuvdr::update_mounting_matrix(ins);
   double z[kRows];
   for (std::size_t i = 0; i < 3; ++i) {
@@ -84,8 +67,7 @@ void MeasureUpdate(double* pos, double* vel, double* r, INS& ins, KF& kf, glvs& 
   KfFeedback(ins, kf);
   qdelphi(ins.install_qnb, kf.X + kMounting);
   InstallAttsyn(ins.install_qnb, ins);
-  std::fill(std::begin(ins.after_an[0]), std::end(ins.after_an[0]), 0.0);
-  std::fill(std::begin(ins.after_wb), std::end(ins.after_wb), 0.0);
+  zero(ins.after_an[0], ins.after_wb);
 }
 
 void KfUpdate(INS& ins, KF& kf, double* z, double* r, bool update) {
@@ -97,7 +79,7 @@ void KfUpdate(INS& ins, KF& kf, double* z, double* r, bool update) {
   zuvdr::update_mounting_matrix(ins);
   double H[kRows * kStates];
   measurement_matrix(ins, H);
-  std::fill(std::begin(kf.R), std::end(kf.R), 0.0);
+  zero(kf.R);
   for (std::size_t i = 0; i < kRows; ++i) kf.R[i * kRows + i] = r[i] * r[i];
   zuvdr::update_core<kRows>(kf, z, H, {kf.R, kf.PHt, kf.S, kf.K});
 }

@@ -10,12 +10,12 @@
 //   acc bias                                  d I
 //   mounting                                          I
 #include <algorithm>
-#include <cmath>
-#include <iterator>
+#include <cstddef>
 
 #include "kf/kf.h"
 #include "nav/fixed_matrix.h"
 #include "nav/ins.h"
+#include "nav/vector3.h"
 
 using zuvdr::kAccBias;
 using zuvdr::kAttitude;
@@ -51,7 +51,7 @@ constexpr double kInitialP[kStates] = {
     kMounting5Degrees,
     kHeading90Degrees,  // mounting, rad^2
 };
-// Per second; stands until the first QkCal.
+// Attitude, rad^2/s, and velocity, (m/s)^2/s; stands until the first QkCal.
 constexpr double kInitialQ[6] = {1e-6, 1e-6, 1e-6, 0.00101735, 0.00068373, 0.00029099};
 constexpr double kInitialVelocityR = 0.01;             // (m/s)^2
 constexpr double kInitialPositionSigma = 10.0;         // m, made an angle by the earth's radius
@@ -82,7 +82,7 @@ void KfInit(KF& kf, glvs& glv, double dt) {
 }
 
 void kffk(INS& ins, KF& kf, double dt) {
-  std::fill(std::begin(kf.Phi), std::end(kf.Phi), 0.0);
+  zuvdr::zero(kf.Phi);
   const auto phi = [&kf](std::size_t row, std::size_t column) -> double& {
     return kf.Phi[row * kStates + column];
   };
@@ -125,23 +125,27 @@ void QkUpdate(INS& ins, KF& kf, double* imu, double dt) {
 }
 
 void QkCal(KF& kf, double (*G)[15], double (*q)[15], double dt) {
+  double g[kStates * kNoises];
+  double densities[kNoises * kNoises];
+  for (std::size_t i = 0; i < kStates; ++i) std::copy_n(G[i], kNoises, g + i * kNoises);
+  for (std::size_t i = 0; i < kNoises; ++i) std::copy_n(q[i], kNoises, densities + i * kNoises);
   double phi_g[kStates * kNoises];
   double phi_g_q[kStates * kNoises];
   double g_q[kStates * kNoises];
   double m1[kStates * kStates];
   double m2[kStates * kStates];
   double m3[kStates * kStates];
-  zuvdr::multiply<kStates, kStates, kNoises>(kf.Phi, *G, phi_g);
-  zuvdr::multiply<kStates, kNoises, kNoises>(phi_g, *q, phi_g_q);
-  zuvdr::multiply_transposed<kStates, kNoises, kStates>(phi_g_q, *G, m1);
-  zuvdr::multiply<kStates, kNoises, kNoises>(*G, *q, g_q);
-  zuvdr::multiply_transposed<kStates, kNoises, kStates>(g_q, *G, m2);
+  zuvdr::multiply<kStates, kStates, kNoises>(kf.Phi, g, phi_g);
+  zuvdr::multiply<kStates, kNoises, kNoises>(phi_g, densities, phi_g_q);
+  zuvdr::multiply_transposed<kStates, kNoises, kStates>(phi_g_q, g, m1);
+  zuvdr::multiply<kStates, kNoises, kNoises>(g, densities, g_q);
+  zuvdr::multiply_transposed<kStates, kNoises, kStates>(g_q, g, m2);
   zuvdr::multiply_transposed<kStates, kStates, kStates>(m2, kf.Phi, m3);
   for (std::size_t i = 0; i < kStates * kStates; ++i) kf.Qk[i] = (m1[i] + m3[i]) * dt * 0.5;
 }
 
 void KfPredict(KF& kf) {
-  std::fill(std::begin(kf.X), std::end(kf.X), 0.0);
+  zuvdr::zero(kf.X);
   double phi_p[kStates * kStates];
   zuvdr::multiply<kStates, kStates, kStates>(kf.Phi, kf.P, phi_p);
   zuvdr::multiply_transposed<kStates, kStates, kStates>(phi_p, kf.Phi, kf.P);

@@ -42,11 +42,13 @@ void update_core(KF& kf, const double* z, const double* H, const UpdateStorage<m
   symmetrise<kStates>(kf.P);
 }
 
-// Cmount = install_Cnb Cnb^T: navigation frame to vehicle frame.
-void update_mounting_matrix(INS& ins);
-
-// Columns 0 to 5 of the row that measures m . vn, m a row of Cmount: vn x m for the attitude, m for
-// the velocity. row has 18 elements.
-void vehicle_velocity_row(const double* m, const double* vn, double* row);
+// Columns 0 to 5 of the row of H that measures m . vn, m a row of Cmount: vn x m for the attitude,
+// m for the velocity. row has 18 elements.
+inline void vehicle_velocity_row(const double m[3], const double vn[3], double* row) {
+  row[kAttitude] = m[2] * vn[1] - m[1] * vn[2];
+  row[kAttitude + 1] = m[0] * vn[2] - m[2] * vn[0];
+  row[kAttitude + 2] = m[1] * vn[0] - m[0] * vn[1];
+  std::copy_n(m, 3, row + kVelocity);
+}
 
 }  // namespace zuvdr

@@ -45,18 +45,6 @@ void quaternion_to_matrix(const double q[4], double C[9]) {
   C[8] = q00 - q11 - q22 + q33;
 }
 
-void matrix_to_euler(const double C[9], int mode, double att[3]) {
-  if (mode == 2) {
-    att[0] = std::asin(C[7]);
-    att[1] = std::atan2(-C[6], C[8]);
-    att[2] = std::atan2(-C[1], C[4]);
-  } else if (mode == 1) {
-    att[0] = std::atan2(C[7], C[8]);
-    att[1] = std::asin(-C[6]);
-    att[2] = std::atan2(C[3], C[0]);
-  }
-}
-
 Matrix3 matrix_zxy(double pitch, double roll, double yaw) {
   const double sp = std::sin(pitch), cp = std::cos(pitch);
   const double sr = std::sin(roll), cr = std::cos(roll);
@@ -81,12 +69,35 @@ void normalise(double q[4]) {
   for (int i = 0; i < 4; ++i) q[i] /= norm;
 }
 
-void multiply_by_transpose(const double A[9], const double B[9], double C[9]) {
-  for (int i = 0; i < 3; ++i) {
-    for (int j = 0; j < 3; ++j) {
-      C[3 * i + j] =
-          A[3 * i] * B[3 * j] + A[3 * i + 1] * B[3 * j + 1] + A[3 * i + 2] * B[3 * j + 2];
-    }
+void matrix_to_euler(const double C[9], int mode, double att[3]) {
+  if (mode == 2) {
+    att[0] = std::asin(C[7]);
+    att[1] = std::atan2(-C[6], C[8]);
+    att[2] = std::atan2(-C[1], C[4]);
+  } else if (mode == 1) {
+    att[0] = std::atan2(C[7], C[8]);
+    att[1] = std::asin(-C[6]);
+    att[2] = std::atan2(C[3], C[0]);
+  }
+}
+
+void euler_to_matrix(const double att[3], int mode, double R[9]) {
+  if (mode == 2) {
+    const double yaw_pitch_roll[3] = {att[2], att[0], att[1]};
+    euler2rot_2(yaw_pitch_roll, R);
+  } else if (mode == 1) {
+    const double yaw_pitch_roll[3] = {att[2], att[1], att[0]};
+    euler2rot_3(yaw_pitch_roll, R);
+  }
+}
+
+void tilt_from_gravity(const double u[3], int mode, double att[2]) {
+  if (mode == 2) {
+    att[0] = std::atan2(-u[1], std::sqrt(u[0] * u[0] + u[2] * u[2]));
+    att[1] = std::atan2(u[0], -u[2]);
+  } else if (mode == 1) {
+    att[0] = std::atan2(-u[1], -u[2]);
+    att[1] = std::atan2(u[0], std::sqrt(u[1] * u[1] + u[2] * u[2]));
   }
 }
 
@@ -128,13 +139,13 @@ void qdelphi(double q[4], const double phi[3]) {
 void attsyn(const double q[4], INS& ins) {
   if (q != ins.qnb) std::copy_n(q, 4, ins.qnb);
   quaternion_to_matrix(ins.qnb, ins.Cnb);
-  matrix_to_euler(ins.Cnb, ins.att_mode, ins.att);
+  zuvdr::matrix_to_euler(ins.Cnb, ins.att_mode, ins.att);
 }
 
 void InstallAttsyn(const double q[4], INS& ins) {
   if (q != ins.install_qnb) std::copy_n(q, 4, ins.install_qnb);
   quaternion_to_matrix(ins.install_qnb, ins.install_Cnb);
-  matrix_to_euler(ins.install_Cnb, ins.att_mode, ins.install_att);
+  zuvdr::matrix_to_euler(ins.install_Cnb, ins.att_mode, ins.install_att);
 }
 
 void a2mat(const double att[3], double C[3][3]) {
@@ -199,10 +210,10 @@ void rot2qua(const double R[9], double q[4]) {
 
 void InitQnb(const double acc[3], double* /*ignored*/, double q[4]) {
   const double u[3] = {acc[0] / -kGravity, acc[1] / -kGravity, acc[2] / -kGravity};
-  const double e[3] = {0.0, std::atan2(u[0], std::sqrt(u[1] * u[1] + u[2] * u[2])),
-                       std::atan2(-u[1], -u[2])};
+  double att[3] = {};
+  zuvdr::tilt_from_gravity(u, 1, att);
   double R[9];
-  euler2rot_3(e, R);
+  zuvdr::euler_to_matrix(att, 1, R);
   rot2qua(R, q);
 }
 

@@ -6,8 +6,8 @@
 //   Euler angles rad; mode 2: [pitch, roll, yaw], pitch about body x (sequence z, x, y)
 //                     mode 1: [roll, pitch, yaw], aerospace sequence (z, y, x)
 //
-// The conversion formulas are the textbook ones (Titterton and Weston, Strapdown Inertial
-// Navigation Technology, ch. 3; Shepperd, J. Guidance and Control 1(3), 1978, for rot2qua).
+// Matrices, quaternions and angles convert by the textbook formulas (Titterton and Weston, Strapdown
+// Inertial Navigation Technology, ch. 3); only the small-angle rule of rv2q is this engine's own.
 #pragma once
 
 #include "ZuVDR.h"
@@ -60,7 +60,17 @@ namespace zuvdr {
 // q <- q / |q|.
 void normalise(double q[4]);
 
-// C_AB = A B^T for 3 x 3 matrices; Cmount = install_Cnb Cnb^T is the one use.
-void multiply_by_transpose(const double A[9], const double B[9], double C[9]);
+// The following speak of att in the order of the mode and leave their output alone in modes other
+// than 1 and 2.
+
+// att (3) of the matrix C.
+void matrix_to_euler(const double C[9], int mode, double att[3]);
+
+// The matrix R of att (3).
+void euler_to_matrix(const double att[3], int mode, double R[9]);
+
+// The first two angles of att (pitch and roll, or roll and pitch) of a body at rest; u: specific
+// force in units of -g, which at rest is minus the third row of Cnb.
+void tilt_from_gravity(const double u[3], int mode, double att[2]);
 
 }  // namespace zuvdr

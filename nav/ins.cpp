@@ -3,14 +3,16 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <iterator>
 
 #include "nav/attitude.h"
 #include "nav/constants.h"
+#include "nav/fixed_matrix.h"
+#include "nav/vector3.h"
 
 namespace {
 
 using zuvdr::kGravity;
+using zuvdr::zero;
 
 using Matrix4 = std::array<std::array<double, 4>, 4>;
 
@@ -26,12 +28,11 @@ Matrix4 rate_matrix(double x, double y, double z) {
            {0.5 * z, 0.5 * y, -0.5 * x, 0.0}}};
 }
 
-template <typename... Vectors>
-void zero(Vectors&... vectors) {
-  (std::fill(std::begin(vectors), std::end(vectors), 0.0), ...);
-}
-
 }  // namespace
+
+void zuvdr::update_mounting_matrix(INS& ins) {
+  multiply_transposed<3, 3, 3>(ins.install_Cnb, ins.Cnb, ins.Cmount);
+}
 
 void GlvInit(glvs& glv) {
   glv.Re = 6378137;
@@ -69,7 +70,7 @@ void InstallAngleInit(INS& ins) {
   ins.install_att[2] = 0.0;
   const double yaw_pitch_roll[3] = {0.0, ins.install_att[0], ins.install_att[1]};
   euler2rot_2(yaw_pitch_roll, ins.install_Cnb);
-  zuvdr::multiply_by_transpose(ins.install_Cnb, ins.Cnb, ins.Cmount);
+  zuvdr::update_mounting_matrix(ins);
 }
 
 void b2n(INS& ins, double* vb, double* vn_out) {

@@ -85,3 +85,10 @@ ZUVDR_EXPORT void b2n(INS& ins, double* vb, double* vn_out);
 // the accelerometer shows to the direction d (east, north) that GNSS shows. acc: accelerometer less
 // bias in units of -g.
 ZUVDR_EXPORT double CalculateAccPsi(INS& ins, double* d, double* acc);
+
+namespace zuvdr {
+
+// Cmount = install_Cnb Cnb^T: navigation frame to vehicle frame.
+void update_mounting_matrix(INS& ins);
+
+}  // namespace zuvdr

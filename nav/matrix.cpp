@@ -80,12 +80,13 @@ void invert_unit_lower(const Square& l) {
 
 // The product U^-1 L^-1. Row i needs only rows i and below of L^-1, and element (i, j) only columns
 // max(i, j) and beyond of U^-1, so rows and columns in ascending order may overwrite the factors.
+// The zero halves are never multiplied: an infinity spreads only along its own row and column.
 void multiply_factors(const Square& a) {
   for (std::size_t i = 0; i < a.n; ++i) {
     for (std::size_t j = 0; j < a.n; ++j) {
       const std::size_t first = std::max(i, j);
-      double sum = a(i, first) * (first == j ? 1.0 : a(first, j));
-      for (std::size_t k = first + 1; k < a.n; ++k) sum += a(i, k) * a(k, j);
+      double sum = 0.0;
+      for (std::size_t k = first; k < a.n; ++k) sum += a(i, k) * (k == j ? 1.0 : a(k, j));
       a(i, j) = sum;
     }
   }

@@ -11,7 +11,8 @@ ZUVDR_EXPORT void MatrixMul(double* A, double* B, double* C, int m, int n, int p
 ZUVDR_EXPORT void MatrixTranspose(double* A, double* B, int m, int n);
 
 // Ainv = A^-1 with A n x n, by LU factorisation without pivoting (Doolittle). There is no test for
-// singularity: a zero pivot leaves infinities or NaNs in Ainv. A is not modified.
+// singularity: a zero pivot leaves infinities or NaNs in Ainv. A is not modified; A and Ainv are
+// the same array or do not overlap.
 ZUVDR_EXPORT void MatrixInverse_n(double* A, double* Ainv, int n);
 
 // Euclidean norm of v[0..n-1]; 0 for n < 1.
