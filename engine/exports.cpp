@@ -13,12 +13,6 @@ char log_buffer[kLogBufferSize];
 
 }  // namespace
 
-int insZuAlgo::car_flag_word() const {
-  return ins_pos_set * ZUVDR_CAR_POSITION_SET + att_converged * ZUVDR_CAR_ATTITUDE_CONVERGED +
-         ins_aligned * ZUVDR_CAR_ALIGNED + vehicle_mode * ZUVDR_CAR_VEHICLE_MODE +
-         motion_reset * ZUVDR_CAR_MOTION_RESET;
-}
-
 int UpdateLocationbySensorEvent(SensorData event) {
   return minsZuAlgo->SensorUpdate(event);
 }

@@ -37,10 +37,6 @@ constexpr int kUpdated = 1;
 constexpr int kDeadReckoned = 2;
 constexpr int kLongOutage = 3;
 
-double seconds(std::int64_t later, std::int64_t earlier) {
-  return static_cast<double>(zuvdr::elapsed_ns(later, earlier)) / zuvdr::kNanosecondsPerSecond;
-}
-
 }  // namespace
 
 int insZuAlgo::algo_gps_update(int sample) {
@@ -107,7 +103,7 @@ int insZuAlgo::vehicle_gnss_epoch(int stability, int tunnel) {
 void insZuAlgo::align_navigator_with_gnss() {
   double acc_g[3];
   double acc_gnss[3];
-  const double dt = seconds(gps_time, gps_prev_time);
+  const double dt = zuvdr::elapsed_seconds(gps_time, gps_prev_time);
   for (int i = 0; i < 3; ++i) {
     acc_g[i] = (acc_lpf[i] - ins.db[i]) / -zuvdr::kGravity;
     acc_gnss[i] = (gps_vel[i] - gps_prev_vel[i]) / dt;
@@ -120,9 +116,8 @@ void insZuAlgo::align_navigator_with_gnss() {
   std::copy_n(gps_vel, 3, ins.vn);
   ins.att[2] = -std::atan2(gps_vel[0], gps_vel[1]);
   G2M(ref_pos, gps_pos, glv, ins.pos);
-  if (euler_order == 1 || euler_order == 2) {
-    double R[9];
-    zuvdr::euler_to_matrix(ins.att, euler_order, R);
+  double R[9];
+  if (zuvdr::euler_to_matrix(ins.att, euler_order, R)) {
     rot2qua(R, ins.qnb);
     std::copy_n(R, 9, ins.Cnb);
   }

@@ -94,3 +94,9 @@ void insZuAlgo::PdrDataClear() {
   pdr_time.clear();
   pdr_step_flags.clear();
 }
+
+int insZuAlgo::car_flag_word() const {
+  return ins_pos_set * ZUVDR_CAR_POSITION_SET + att_converged * ZUVDR_CAR_ATTITUDE_CONVERGED +
+         ins_aligned * ZUVDR_CAR_ALIGNED + vehicle_mode * ZUVDR_CAR_VEHICLE_MODE +
+         motion_reset * ZUVDR_CAR_MOTION_RESET;
+}

@@ -8,6 +8,7 @@
 //   monitors.cpp        sliding-window voters
 //   pedestrian.cpp      the walker's filter and history
 //   log_line.cpp        the diagnostic text
+//   exports.cpp         the C interface
 //   insZuAlgo.cpp       creation, Reset, clear routines
 #pragma once
 
@@ -41,7 +42,7 @@ static_assert(sizeof(long) == 8);
 
 class insZuAlgo {
  public:
-  // Runs the engine; null until the library's static initialiser has run.
+  // The one engine; null until the library's static initialiser has run.
   ZUVDR_EXPORT static insZuAlgo* sinsZuAlgo;
 
   // Lifecycle. The clear routines set only zeros; algo_reset leaves moving at 1.
@@ -120,9 +121,6 @@ class insZuAlgo {
   std::int64_t gps_time;
 
   std::deque<SensorEpoch> epoch_queue;  // epochs waiting for a fix, oldest first
-  // The first searched_epochs of epoch_queue hold no pair that straddles searched_time.
-  std::size_t searched_epochs;
-  std::int64_t searched_time;
 
   std::int64_t last_sensor_time;  // of the epoch processed last, ns
   std::int32_t match_mask;        // sources paired in the current call of DataSort
@@ -196,7 +194,11 @@ class insZuAlgo {
   void initialise_pedestrian_filter();
   void publish(const double* reference, double east, double north, double up);
   void restart_pedestrian();
+
+  // The first searched_epochs of epoch_queue hold no pair that straddles searched_time.
+  std::size_t searched_epochs;
+  std::int64_t searched_time;
 };
 
-// The one engine.
+// The same pointer, as the exported functions use it.
 ZUVDR_EXPORT extern insZuAlgo* minsZuAlgo;

@@ -18,8 +18,7 @@ namespace {
 constexpr std::int64_t kAlignmentTolerance = 40000000;  // ns
 constexpr double kLongestStep = 1.5;                    // s; a longer gap is not integrated
 
-// Quiet means: standard deviation of the filtered rate below these, rad/s. The axes differ as the
-// noise of a phone's gyroscope does.
+// Quiet means: standard deviation of the filtered rate below these, rad/s, tuned per axis.
 constexpr std::size_t kQuietWindow = 25;  // epochs, 1 s at 25 Hz
 constexpr double kQuietX = 0.00026375;
 constexpr double kQuietY = 0.0002375;
@@ -38,8 +37,8 @@ int insZuAlgo::GpsAlignment() {
   const auto time = [this](std::size_t k) { return epoch_queue[k].time_ns; };
   if (zuvdr::elapsed_ns(gps_time, time(n - 1)) > kAlignmentTolerance) return 0;
   if (zuvdr::elapsed_ns(time(0), gps_time) > kAlignmentTolerance) return 1;
-  // Every queued epoch was searched when it came unless the fix is new; searching them all again
-  // would make a long stretch without fixes cost the square of its length.
+  // Epochs that were searched for this fix before are not searched again: a long stretch without
+  // fixes would cost the square of its length.
   if (searched_time != gps_time) searched_epochs = 0;
   std::size_t k = n - 1;
   while (k >= 1 && k >= searched_epochs && !(time(k) >= gps_time && time(k - 1) < gps_time)) --k;
@@ -69,8 +68,7 @@ int insZuAlgo::algo_sensor_update() {
   std::copy_n(cur_epoch.acc, 3, imu + 3);
 
   last_sensor_time = t;
-  double dt =
-      static_cast<double>(zuvdr::elapsed_ns(t, prev_epoch_time)) / zuvdr::kNanosecondsPerSecond;
+  double dt = zuvdr::elapsed_seconds(t, prev_epoch_time);
   prev_epoch_time = t;
   if (dt > kLongestStep) dt = 0.0;
 
@@ -173,11 +171,10 @@ void insZuAlgo::initialise_navigator(double dt) {
   double u[3];
   for (int i = 0; i < 3; ++i) u[i] = acc_lpf[i] / -zuvdr::kGravity;
   double angles[3] = {};  // yaw 0
-  double R[9] = {};
-  double q[4];
+  double R[9];
+  double q[4] = {};
   zuvdr::tilt_from_gravity(u, order, angles);
-  zuvdr::euler_to_matrix(angles, order, R);
-  rot2qua(R, q);
+  if (zuvdr::euler_to_matrix(angles, order, R)) rot2qua(R, q);
   double position[3] = {};
   if (ins_running != 0) {
     G2M(ref_pos, gps_pos, glv, position);

@@ -99,8 +99,7 @@ int insZuAlgo::DataSort(SensorData event) {
   match_mask = kInertialPaired;
   const std::int64_t time = gyr_queue.front().timestamp;
   if (pair_auxiliary(mag_queue, time, 1)) match_mask += kMagnetometerPaired;
-  // A lone pressure event waits for its successor, unlike a magnetometer event: barometers deliver
-  // slowly and late, and the later event is often the nearer one.
+  // A lone pressure event waits for its successor, unlike a magnetometer event.
   if (pair_auxiliary(pres_queue, time, 2)) match_mask += kPressurePaired;
 
   SensorEpoch epoch{};

@@ -94,8 +94,8 @@ enum {
 
 /*
  * Hands over one sensor event. The event is filed and paired; an epoch is processed as soon as a
- * later fix time is known. Returns 0 when no epoch was completed or none could be released yet,
- * else 1; a host need not look at it.
+ * later fix time is known. Returns 0 or 1; a host need not look at it: 1 does not mean that an epoch
+ * was processed, it also comes while all waiting epochs lie after the fix.
  */
 ZUVDR_EXPORT int UpdateLocationbySensorEvent(SensorData event);
 
@@ -105,7 +105,8 @@ ZUVDR_EXPORT const GpsData* SyncGPSEventforFusion(const GpsData* fix);
 /*
  * Runs the GNSS epoch on the fix stored last. `sample` is 0 for a healthy fix and non-zero for an
  * epoch without one. Returns what the output position now is:
- *   0  the raw fix, or a vehicle solution not yet declared converged
+ *   0  the raw fix, or a vehicle solution not yet declared converged, or a restart: a filtered
+ *      position outside longitudes 0 to 180 and latitudes 0 to 90 degrees clears both navigators
  *   1  corrected by GNSS: the converged vehicle solution, or the walker's
  *   2  the converged vehicle solution, dead-reckoned
  *   3  the vehicle solution, dead-reckoned, after 30 epochs in a row without a healthy fix
@@ -121,7 +122,10 @@ ZUVDR_EXPORT void GetLocation(Location* location);
 /* The sum of the ZUVDR_CAR_ bits that hold. */
 ZUVDR_EXPORT int GetCarFlag(void);
 
-/* 1 once the pedestrian filter has been initialised, until 60 s pass without a step or Reset. */
+/*
+ * 1 once the pedestrian filter has been initialised, until 60 s pass without a step, a position
+ * leaves the quadrant served, or Reset. A restart of the walker by his speed leaves it at 1.
+ */
 ZUVDR_EXPORT int GetPdrFlag(void);
 
 /*
@@ -130,7 +134,10 @@ ZUVDR_EXPORT int GetPdrFlag(void);
  */
 ZUVDR_EXPORT int isSensorEventBufferFull(void);
 
-/* Returns the engine to its start state. */
+/*
+ * Returns the engine to its start state. The filters' delay lines and the rate of the last epoch, which
+ * follow the sensors, are kept.
+ */
 ZUVDR_EXPORT void Reset(void);
 
 /* Writes 3, 0, 10. */

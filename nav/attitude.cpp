@@ -81,14 +81,18 @@ void matrix_to_euler(const double C[9], int mode, double att[3]) {
   }
 }
 
-void euler_to_matrix(const double att[3], int mode, double R[9]) {
+bool euler_to_matrix(const double att[3], int mode, double R[9]) {
   if (mode == 2) {
     const double yaw_pitch_roll[3] = {att[2], att[0], att[1]};
     euler2rot_2(yaw_pitch_roll, R);
-  } else if (mode == 1) {
+    return true;
+  }
+  if (mode == 1) {
     const double yaw_pitch_roll[3] = {att[2], att[1], att[0]};
     euler2rot_3(yaw_pitch_roll, R);
+    return true;
   }
+  return false;
 }
 
 void tilt_from_gravity(const double u[3], int mode, double att[2]) {

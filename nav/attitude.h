@@ -6,8 +6,9 @@
 //   Euler angles rad; mode 2: [pitch, roll, yaw], pitch about body x (sequence z, x, y)
 //                     mode 1: [roll, pitch, yaw], aerospace sequence (z, y, x)
 //
-// Matrices, quaternions and angles convert by the textbook formulas (Titterton and Weston, Strapdown
-// Inertial Navigation Technology, ch. 3); only the small-angle rule of rv2q is this engine's own.
+// Matrices, quaternions and angles convert by the textbook formulas (Titterton and Weston,
+// Strapdown Inertial Navigation Technology, ch. 3); only the small-angle rule of rv2q is this
+// engine's own.
 #pragma once
 
 #include "ZuVDR.h"
@@ -60,14 +61,14 @@ namespace zuvdr {
 // q <- q / |q|.
 void normalise(double q[4]);
 
-// The following speak of att in the order of the mode and leave their output alone in modes other
-// than 1 and 2.
+// The following speak of att in the order of the mode. In modes other than 1 and 2 they leave their
+// output alone.
 
 // att (3) of the matrix C.
 void matrix_to_euler(const double C[9], int mode, double att[3]);
 
-// The matrix R of att (3).
-void euler_to_matrix(const double att[3], int mode, double R[9]);
+// The matrix R of att (3); true when the mode has one.
+bool euler_to_matrix(const double att[3], int mode, double R[9]);
 
 // The first two angles of att (pitch and roll, or roll and pitch) of a body at rest; u: specific
 // force in units of -g, which at rest is minus the third row of Cnb.

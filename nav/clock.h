@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <limits>
 
+#include "nav/constants.h"
+
 namespace zuvdr {
 
 // later - earlier in ns; a difference that int64 cannot hold becomes the nearest value it can. A
@@ -13,6 +15,10 @@ inline std::int64_t elapsed_ns(std::int64_t later, std::int64_t earlier) {
   if (!__builtin_sub_overflow(later, earlier, &difference)) return difference;
   return later < earlier ? std::numeric_limits<std::int64_t>::min()
                          : std::numeric_limits<std::int64_t>::max();
+}
+
+inline double elapsed_seconds(std::int64_t later, std::int64_t earlier) {
+  return static_cast<double>(elapsed_ns(later, earlier)) / kNanosecondsPerSecond;
 }
 
 }  // namespace zuvdr

@@ -46,7 +46,8 @@ void apply_correction(PDRKF& kf, PedestrianSolution& solution) {
 }
 
 // Variance of the course from the variances of the velocity components. The Jacobian is divided by
-// |v| once, not by |v|^2, so the result is in (m/s)^2 and heading counts for less at low speed.
+// |v| once, not by |v|^2, so it does not depend on the speed: the
+// course of a slow fix counts as much as that of a fast one.
 double heading_variance(const GpsData& fix) {
   const double east = fix.vel_e, north = fix.vel_n;
   const double speed = std::sqrt(east * east + north * north);
