@@ -1,10 +1,10 @@
 // The walker's filter and history as members of the engine.
 #include "engine/insZuAlgo.h"
 #include "nav/clock.h"
+#include "pdr/step_length.h"
 
 namespace {
 
-constexpr std::size_t kHistoryLength = 150;               // epochs, 6 s at 25 Hz
 constexpr std::int64_t kPedestrianTimeout = 60000000001;  // ns: more than 60 s
 
 }  // namespace
@@ -38,7 +38,7 @@ bool insZuAlgo::PdrStatus(long t) {
 }
 
 void insZuAlgo::PdrDataSort(double* sample, long t, int step) {
-  if (pdr_time.size() >= kHistoryLength) {
+  if (pdr_time.size() >= zuvdr::kPedestrianHistory) {
     pdr_acc_x.pop_front();
     pdr_acc_y.pop_front();
     pdr_acc_z.pop_front();

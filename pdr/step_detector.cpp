@@ -11,6 +11,8 @@
 #include <cmath>
 #include <limits>
 
+#include "nav/clock.h"
+
 namespace {
 
 using State = sns_oem_step_detector_inst_state;
@@ -121,9 +123,8 @@ bool has_peak_and_valley(const float (&w)[kStepWindow], float valley_threshold) 
 
 // One sensor's peak and valley test. After a hit it rests, so hit is never set twice in a row.
 void search(const float (&window)[kStepWindow], float valley_threshold, bool allowed,
-            std::uint8_t& hit, std::uint8_t& hit_prev, std::int32_t& holdoff) {
-  hit_prev = hit;
-  if (!allowed || hit_prev || holdoff != 0) {
+            std::uint8_t& hit, std::int32_t& holdoff) {
+  if (!allowed || hit || holdoff != 0) {
     hit = 0;
     count_down(holdoff);
     return;
@@ -132,7 +133,8 @@ void search(const float (&window)[kStepWindow], float valley_threshold, bool all
   if (hit) holdoff = kHoldoff;
 }
 
-// Moves the gate's clock. Each pending flag holds the gate shut while its own score stays low.
+// Moves the gate's clock. Each pending flag holds the gate shut while its own score stays low; the
+// gyroscope's is looked at only once the accelerometer's is clear.
 void update_gate(State& state, std::uint64_t t, bool acc_allowed, bool gyr_allowed) {
   if (!acc_allowed) state.acc_pending = 0;
   if (state.acc_pending) {
@@ -158,7 +160,7 @@ void declare_step(State& state, std::uint64_t t) {
   if (state.gyr_hit) state.gyr_pending = 1;
 
   const std::uint64_t interval =
-      saturated(static_cast<double>(state.last_step_time) - static_cast<double>(previous_time));
+      saturated(static_cast<double>(zuvdr::elapsed_ns(state.last_step_time, previous_time)));
   if (interval >= kLongPause || (interval >= kShortPause && previous_count <= kYoungBout)) {
     state.bout_step_count = 1;
     state.step_run_count = 1;
@@ -168,10 +170,13 @@ void declare_step(State& state, std::uint64_t t) {
   }
 }
 
-// The newest sample has no part in the strength of the window, as it has none in the search.
+// The newest sample has no part in the strength of the window, as it is never a peak or a valley.
 void decide(State& state, std::uint64_t t) {
   const bool triggered = state.acc_hit || state.gyr_hit;
-  const float strength = *std::max_element(state.acc_window, state.acc_window + kStepWindow - 1);
+  float strength = state.acc_window[0];
+  for (int i = 1; i < kStepWindow - 1; ++i) {
+    if (state.acc_window[i] > strength) strength = state.acc_window[i];
+  }
   if (triggered && strength > kPeak && state.gate_elapsed >= kShortestGate &&
       step_refractory == 0) {
     declare_step(state, t);
@@ -198,10 +203,12 @@ int sns_oem_step_detector_StateMachine(unsigned long long timestamp, float* acc,
 
   const bool acc_allowed = state->nets_ready && state->acc_score < kAccScoreThreshold;
   const bool gyr_allowed = state->nets_ready && state->gyr_score < kGyrScoreThreshold;
-  search(state->acc_window, kAccValley, acc_allowed, state->acc_hit, state->acc_hit_prev,
-         state->acc_holdoff);
-  search(state->gyr_window, kGyrValley, gyr_allowed, state->gyr_hit, state->gyr_hit_prev,
-         state->gyr_holdoff);
+  if (state->nets_ready) {
+    state->acc_hit_prev = state->acc_hit;
+    state->gyr_hit_prev = state->gyr_hit;
+  }
+  search(state->acc_window, kAccValley, acc_allowed, state->acc_hit, state->acc_holdoff);
+  search(state->gyr_window, kGyrValley, gyr_allowed, state->gyr_hit, state->gyr_holdoff);
   update_gate(*state, timestamp, acc_allowed, gyr_allowed);
   decide(*state, timestamp);
   confirm_steps(*state);

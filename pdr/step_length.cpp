@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr int kFullHistory = 150;           // epochs, 6 s at 25 Hz
-constexpr double kStretch = 5.0;            // s, over which the speed is taken
+constexpr int kFullHistory = zuvdr::kPedestrianHistory;
+constexpr double kStretchLength = 5.0;      // s, over which the speed is taken
 constexpr double kWalkingSpeed = 0.48;      // m/s: a previous speed above it outlives missing steps
 constexpr double kLatestFirstStep = 0.05;   // of the stretch, from its start
 constexpr double kLongestStandstill = 0.3;  // of the stretch, from its last step to its end
@@ -43,6 +43,7 @@ double elapsed(const Stretch& s, std::size_t later, std::size_t earlier) {
   return static_cast<double>(zuvdr::elapsed_ns(s.time[later], s.time[earlier]));
 }
 
+// Times 1e-9, not divided by 1e9: the last bit decides which epochs lie within the stretch.
 double seconds(double nanoseconds) {
   return nanoseconds * 1e-9;
 }
@@ -74,13 +75,17 @@ std::vector<std::size_t> step_indices(const Stretch& s) {
 // horizontal mean acceleration times one sample period, a stand-in for the horizontal speed. The
 // period is that of the two newest epochs of the stretch.
 double length_of_step(const Stretch& s, std::size_t from, std::size_t to) {
-  const Slice vertical(s.acc_z, from, to);
-  const auto [lowest, highest] = std::minmax_element(vertical.begin(), vertical.end());
+  double lowest = s.acc_z[from];
+  double highest = lowest;
+  for (const double z : Slice(s.acc_z, from, to)) {
+    if (z < lowest) lowest = z;
+    if (z > highest) highest = z;
+  }
   const double mean_x = zuvdr::arithmetic_mean(Slice(s.acc_x, from, to));
   const double mean_y = zuvdr::arithmetic_mean(Slice(s.acc_y, from, to));
   const double period = seconds(elapsed(s, s.end - 1, s.end - 2));
   const double u = period * std::sqrt(mean_x * mean_x + mean_y * mean_y);
-  return std::sqrt(std::sqrt(*highest - *lowest)) * (0.66 - 0.37 * u + 0.15 * (u * u));
+  return std::sqrt(std::sqrt(highest - lowest)) * (0.66 - 0.37 * u + 0.15 * (u * u));
 }
 
 // A window as long as the longest step interval plus one sample slides over the stretch up to, but
@@ -124,7 +129,8 @@ double step_speed(std::deque<double>& acc_x, std::deque<double>& acc_y, std::deq
   if (count < kFullHistory) return 0.0;
   const std::size_t n = common_length(acc_x, acc_y, acc_z, time, step_flags);
   Stretch stretch{acc_x, acc_y, acc_z, time, step_flags, n, n};
-  while (stretch.begin > 0 && seconds(elapsed(stretch, n - 1, stretch.begin - 1)) <= kStretch) {
+  while (stretch.begin > 0 &&
+         seconds(elapsed(stretch, n - 1, stretch.begin - 1)) <= kStretchLength) {
     --stretch.begin;
   }
   const std::vector<std::size_t> steps = step_indices(stretch);

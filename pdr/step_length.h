@@ -6,10 +6,18 @@
 // all five have count.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 
 #include "ZuVDR.h"
+
+namespace zuvdr {
+
+// Epochs that a full history holds, 6 s at 25 Hz.
+inline constexpr std::size_t kPedestrianHistory = 150;
+
+}  // namespace zuvdr
 
 // The length (m) of each step at the index of its epoch, 0 at every other index and for steps that
 // could not be measured: the first one, one on the newest epoch, and those of the oldest part of

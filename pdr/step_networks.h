@@ -28,7 +28,8 @@ ZUVDR_EXPORT extern float Dense3_Glayer[32];
 ZUVDR_EXPORT extern float Goutput[1];  // the score
 
 // Score 0 to 1 of the accelerometer windows (m/s^2): the 18 samples and a copy of the oldest 12. A
-// NaN in a window counts as nothing seen: the score is that of the biases alone.
+// NaN in a window clears the first dense layer: the score is that of the biases behind it, which is
+// not that of a still sensor.
 float accelerometer_step_score(const float window[zuvdr::kStepWindow],
                                const float head[zuvdr::kStepWindowHead]);
 
