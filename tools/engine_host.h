@@ -1,0 +1,35 @@
+// Drives the engine as a host does: through the C interface, one call for every row of a log.
+#pragma once
+
+#include <cstdint>
+
+#include "tools/event_log.h"
+#include "tools/track.h"
+
+namespace zuvdr::tools {
+
+// What a fused position is.
+enum class Output { kRaw, kVehicle, kWalker };
+
+struct FixAnswer {
+  TrackRow row;  // without truth
+  Output output;
+  bool converged;  // the vehicle solution counts as converged
+};
+
+// The engine is one per process, so there should be one host.
+class EngineHost {
+ public:
+  EngineHost();  // resets the engine
+
+  void deliver(const SensorRow& row);
+  FixAnswer deliver(const FixRow& row);
+
+  std::int64_t epochs_processed() const;
+  std::int64_t epochs_waiting() const;  // for a later fix
+
+ private:
+  std::int64_t epochs_paired_ = 0;
+};
+
+}  // namespace zuvdr::tools

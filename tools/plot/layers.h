@@ -1,0 +1,56 @@
+// What the picture of a trip shows, in pixels: the rows of the tracks as lines and dots.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "tools/plot/map_view.h"
+#include "tools/plot/plot.h"
+#include "tools/track.h"
+
+namespace zuvdr::tools {
+
+inline Geographic fused_of(const TrackRow& row) {
+  return {row.latitude, row.longitude};
+}
+inline Geographic truth_of(const TrackRow& row) {
+  return {row.truth_latitude, row.truth_longitude};
+}
+inline Geographic fix_of(const TrackRow& row) {
+  return {row.fix_latitude, row.fix_longitude};
+}
+
+// Truth where it is known, else the fused position.
+inline Geographic way_of(const TrackRow& row) {
+  return is_finite(truth_of(row)) ? truth_of(row) : fused_of(row);
+}
+
+// Seconds between the fixes of two rows.
+double seconds_between(const TrackRow& earlier, const TrackRow& later);
+
+// Consecutive rows, [first, last].
+struct Stretch {
+  std::size_t first;
+  std::size_t last;
+};
+
+// The runs of rows without a healthy fix, in the order of time.
+std::vector<Stretch> stretches_without_fixes(const std::vector<TrackRow>& rows);
+
+using Lines = std::vector<std::vector<Pixel>>;
+
+// One kind of thing on the map: a path of lines or of dots, and its name in the legend.
+struct Layer {
+  std::string css_class;
+  std::string style;  // in place of a class where the colour depends on the track
+  std::string legend;
+  bool dots;
+  Lines lines;  // of dots: a single list
+};
+
+// Everything in view, lowest first, thinned to some 200 kB; layers in which nothing occurs are left
+// out. One track has a fused layer for each status, several have one each.
+std::vector<Layer> layers_of(const std::vector<NamedTrack>& tracks, const MapView& view);
+
+}  // namespace zuvdr::tools

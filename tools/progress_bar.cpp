@@ -1,0 +1,44 @@
+#include "tools/progress_bar.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace zuvdr::tools {
+namespace {
+
+constexpr int kWidth = 40;              // characters
+constexpr int kCallsPerLook = 1 << 10;  // rows between two looks at the clock
+
+}  // namespace
+
+ProgressBar::ProgressBar()
+    : terminal_(isatty(STDERR_FILENO) == 1), next_(Clock::now() + std::chrono::seconds(1)) {}
+
+ProgressBar::~ProgressBar() {
+  if (shown_) std::fputs("\r\x1B[K", stderr);
+}
+
+bool ProgressBar::due() {
+  if (!terminal_ || ++calls_ < kCallsPerLook) return false;
+  calls_ = 0;
+  const Clock::time_point now = Clock::now();
+  if (now < next_) return false;
+  next_ = now + std::chrono::milliseconds(200);
+  return true;
+}
+
+void ProgressBar::show(double part) {
+  if (std::isnan(part)) return;
+  const double bounded = std::clamp(part, 0.0, 1.0);
+  const int filled = static_cast<int>(bounded * kWidth);
+  fmt::print(stderr, "\r[{:#<{}}{:.<{}}] {:3.0f} %", "", filled, "", kWidth - filled,
+             100.0 * bounded);
+  std::fflush(stderr);
+  shown_ = true;
+}
+
+}  // namespace zuvdr::tools

@@ -1,0 +1,61 @@
+#include "tools/replay.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <utility>
+#include <variant>
+
+namespace zuvdr::tools {
+namespace {
+
+// Truth may stand this much behind the fix it belongs to; a log without truth delays its rows by as
+// much.
+constexpr double kLatestTruth = 5.0;        // s
+constexpr std::size_t kMostWaiting = 1000;  // rows, however dense the fixes are
+
+}  // namespace
+
+Replay::Replay(std::function<void(const TrackRow&)> deliver) : deliver_(std::move(deliver)) {}
+
+void Replay::play(const EventRow& row) {
+  summary_.add(row);
+  if (const auto* sensor = std::get_if<SensorRow>(&row)) {
+    host_.deliver(*sensor);
+  } else if (const auto* fix = std::get_if<FixRow>(&row)) {
+    waiting_.push_back(host_.deliver(*fix));
+  } else if (const auto* truth = std::get_if<TruthRow>(&row)) {
+    truth_.add(*truth);
+  }
+  while (!waiting_.empty() && settled(waiting_.front())) hand_out_front();
+}
+
+bool Replay::settled(const FixAnswer& answer) const {
+  const TrackRow& row = answer.row;
+  return truth_.covers(std::max(row.time_ns, row.output_time_ns)) ||
+         waiting_.size() > kMostWaiting ||
+         seconds_between(row.time_ns, waiting_.back().row.time_ns) > kLatestTruth;
+}
+
+void Replay::hand_out_front() {
+  FixAnswer answer = waiting_.front();
+  waiting_.pop_front();
+  if (const std::optional<Place> truth = truth_.at(answer.row.output_time_ns)) {
+    answer.row.truth_latitude = truth->latitude;
+    answer.row.truth_longitude = truth->longitude;
+  }
+  summary_.add(answer, truth_.at(answer.row.time_ns));
+  deliver_(answer.row);
+}
+
+void Replay::flush() {
+  while (!waiting_.empty()) hand_out_front();
+}
+
+Summary Replay::finish(std::int64_t rows_skipped) {
+  flush();
+  summary_.finish(host_, rows_skipped);
+  return std::move(summary_);
+}
+
+}  // namespace zuvdr::tools

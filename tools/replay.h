@@ -1,0 +1,41 @@
+// Plays a log to the engine and hands every answer on, joined with the truth.
+#pragma once
+
+#include <deque>
+#include <functional>
+
+#include "tools/engine_host.h"
+#include "tools/event_log.h"
+#include "tools/summary.h"
+#include "tools/truth_window.h"
+
+namespace zuvdr::tools {
+
+// One replay; the engine is reset at its start. Memory does not grow with the log but for some
+// bytes of statistics a fix.
+class Replay {
+ public:
+  // `deliver` gets every row of the track, in order of the fixes. A row waits for the truth that
+  // follows it in the log, at most for a few fixes.
+  explicit Replay(std::function<void(const TrackRow&)> deliver);
+
+  void play(const EventRow& row);
+
+  // Hands out the rows that still wait; to be called at the end of the log, also when it broke off.
+  void flush();
+
+  // After the last row. `rows_skipped`: malformed rows of the log that were passed over.
+  Summary finish(std::int64_t rows_skipped);
+
+ private:
+  bool settled(const FixAnswer& answer) const;
+  void hand_out_front();
+
+  std::function<void(const TrackRow&)> deliver_;
+  EngineHost host_;
+  Summary summary_;
+  TruthWindow truth_;
+  std::deque<FixAnswer> waiting_;
+};
+
+}  // namespace zuvdr::tools

@@ -1,0 +1,90 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/commands.h"
+#include "tools/event_log.h"
+#include "tools/plot/plot.h"
+#include "tools/progress_bar.h"
+#include "tools/replay.h"
+#include "tools/track.h"
+
+namespace zuvdr::tools {
+namespace {
+
+struct Options {
+  std::string log;
+  std::vector<std::string> out;
+  std::string plot;
+  bool lenient = false;
+};
+
+void run(const Options& options) {
+  EventLogReader reader(options.log, options.lenient);
+  std::vector<std::unique_ptr<TrackWriter>> writers;
+  for (const std::string& path : options.out) writers.push_back(TrackWriter::open(path));
+  std::vector<TrackRow> rows;  // a picture needs them all
+  Replay replay([&](const TrackRow& row) {
+    for (const auto& writer : writers) writer->write(row);
+    if (!options.plot.empty()) rows.push_back(row);
+  });
+
+  try {
+    ProgressBar bar;
+    EventRow row;
+    while (reader.next(row)) {
+      replay.play(row);
+      if (bar.due()) bar.show(reader.progress());
+    }
+  } catch (const EventLogError&) {
+    // What the log gave up to here is kept.
+    replay.flush();
+    for (const auto& writer : writers) writer->close();
+    throw;
+  }
+  const Summary summary = replay.finish(reader.skipped());
+  for (const auto& writer : writers) writer->close();
+  if (!options.plot.empty()) plot_track(rows, options.plot);
+
+  const bool track_on_output =
+      std::find(options.out.begin(), options.out.end(), "-") != options.out.end();
+  fmt::print(track_on_output ? stderr : stdout, "{}", summary.text());
+}
+
+}  // namespace
+
+void add_replay_command(CLI::App& app) {
+  CLI::App* command = app.add_subcommand(
+      "replay", "Play an event log to the engine; write the track and a summary");
+  const auto options = std::make_shared<Options>();
+  command->add_option("LOG", options->log, "Event log, plain or gzip; - for standard input")
+      ->required();
+  command
+      ->add_option(
+          "--out,-o", options->out,
+          "Track to write, one row per fix: .csv, .geojson or .json; - for CSV on standard "
+          "output. May be given more than once")
+      ->allow_extra_args(false);
+  command->add_option("--plot", options->plot, "Picture to draw (SVG)");
+  command->add_flag("--lenient", options->lenient,
+                    "Skip and count malformed rows instead of stopping at the first");
+  command->footer(
+      "The summary goes to standard output, or to standard error when the track goes to standard\n"
+      "output. With T rows in the log it gives errors: those of the vehicle's positions are taken\n"
+      "at the time of the sensor epoch they belong to, about one fix interval before the fix, "
+      "those\n"
+      "of raw and walker's positions at the time of the fix. A malformed row ends the replay with "
+      "exit\n"
+      "status 2; the track then holds the fixes before it.\n"
+      "\n"
+      "Example:\n"
+      "  zuvdr replay drive.csv.gz --out drive.geojson --plot drive.svg");
+  command->callback([options] { run(*options); });
+}
+
+}  // namespace zuvdr::tools

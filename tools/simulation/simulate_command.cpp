@@ -1,0 +1,144 @@
+#include <fmt/format.h>
+#include <CLI/CLI.hpp>
+
+#include <cmath>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tools/commands.h"
+#include "tools/simulation/simulation.h"
+
+namespace zuvdr::tools {
+namespace {
+
+const std::map<std::string, Scenario> kScenarios = {
+    {"drive", Scenario::kDrive}, {"walk", Scenario::kWalk}, {"mixed", Scenario::kMixed}};
+
+const std::map<std::string, Carry> kCarries = {{"hand", Carry::kHand}, {"pocket", Carry::kPocket}};
+
+// Leaning back a little, as holders hold them.
+const std::map<std::string, Mounting> kMountings = {
+    {"flat", {0, 0, 0}}, {"upright", {0, 75, 0}}, {"landscape", {-80, 0, -90}}};
+
+Mounting parse_mounting(const std::string& text) {
+  if (const auto named = kMountings.find(text); named != kMountings.end()) return named->second;
+  std::vector<double> angles;
+  try {
+    for (const std::string& part : CLI::detail::split(text, ',')) {
+      std::size_t used = 0;
+      angles.push_back(std::stod(part, &used));
+      if (used != part.size() || !std::isfinite(angles.back())) throw std::invalid_argument(part);
+    }
+  } catch (const std::logic_error&) {
+    angles.clear();
+  }
+  if (angles.size() != 3) {
+    throw CLI::ValidationError(
+        "--mounting", fmt::format("{} is neither flat, upright, landscape nor ROLL,PITCH,YAW in "
+                                  "degrees",
+                                  text));
+  }
+  return {angles[0], angles[1], angles[2]};
+}
+
+// CLI::Range lets NaN pass.
+CLI::Validator between(double low, double high) {
+  return {[=](std::string& text) {
+            double value = 0.0;
+            const bool inside =
+                CLI::detail::lexical_cast(text, value) && value >= low && value <= high;
+            return inside ? std::string() : fmt::format("{} is not {} to {}", text, low, high);
+          },
+          fmt::format("{} to {}", low, high)};
+}
+
+void run(const SimulationOptions& options, const std::string& path) {
+  EventLogWriter writer(path);
+  for (const std::string& line : describe(options)) writer.comment(line);
+  for (const EventRow& row : simulate(options)) writer.write(row);
+  writer.close();
+}
+
+}  // namespace
+
+void add_simulate_command(CLI::App& app) {
+  struct Arguments {
+    SimulationOptions options;
+    std::string scenario;
+    std::string mounting = "upright";
+    std::string carry = "hand";
+    std::string out;
+  };
+  const auto arguments = std::make_shared<Arguments>();
+  SimulationOptions& options = arguments->options;
+  RouteOptions& route = options.route;
+
+  CLI::App* command = app.add_subcommand("simulate", "Write an event log of a simulated journey");
+  command->add_option("scenario", arguments->scenario, "drive, walk or mixed (drive, walk, drive)")
+      ->required()
+      ->type_name("SCENARIO")
+      ->check(CLI::IsMember(kScenarios).description(""));
+  command->add_option("--out", arguments->out, "the log; gzip when it ends in .gz, - for stdout")
+      ->required()
+      ->type_name("LOG");
+  command->add_option("--seed", route.seed, "of everything random")->capture_default_str();
+  const CLI::Option* tunnel =
+      command->add_option("--tunnel", route.tunnel, "time in the tunnel of a drive, s; 0: none")
+          ->check(between(0.0, 1800.0))
+          ->capture_default_str();
+  const CLI::Option* mounting =
+      command
+          ->add_option("--mounting", arguments->mounting,
+                       "how the phone lies in the car: flat, upright, landscape or ROLL,PITCH,YAW "
+                       "in degrees")
+          ->capture_default_str();
+  const CLI::Option* carry = command
+                                 ->add_option("--carry", arguments->carry,
+                                              "where the walker has the phone: hand or pocket")
+                                 ->check(CLI::IsMember(kCarries).description(""))
+                                 ->capture_default_str();
+  const CLI::Option* cadence = command->add_option("--cadence", route.cadence, "steps per second")
+                                   ->check(between(1.0, 2.6))
+                                   ->capture_default_str();
+  command->add_option("--rate", options.rate, "of accelerometer and gyroscope, Hz")
+      ->check(between(5.0, 500.0))
+      ->capture_default_str();
+  command->add_option("--magnetometer-rate", options.magnetometer_rate, "Hz")
+      ->check(between(0.5, 100.0))
+      ->capture_default_str();
+  command->add_option("--pressure-rate", options.pressure_rate, "Hz")
+      ->check(between(0.5, 100.0))
+      ->capture_default_str();
+  command->add_option("--latency", options.latency, "mean delay of a fix, s")
+      ->check(between(0.0, 0.4))
+      ->capture_default_str();
+  command->add_option("--latitude", options.latitude, "of the start, degrees north")
+      ->check(between(0.5, 80.0))
+      ->capture_default_str();
+  command->add_option("--longitude", options.longitude, "of the start, degrees east")
+      ->check(between(0.5, 179.5))
+      ->capture_default_str();
+
+  command->callback([=] {
+    Arguments& given = *arguments;
+    const Scenario scenario = kScenarios.at(given.scenario);
+    given.options.route.scenario = scenario;
+    given.options.route.carry = kCarries.at(given.carry);
+    const auto refuse = [](const CLI::Option* option, const char* reason) {
+      if (option->count() > 0) throw CLI::ValidationError(option->get_name(), reason);
+    };
+    if (scenario != Scenario::kDrive) refuse(tunnel, "only a drive has a tunnel");
+    if (scenario == Scenario::kWalk) refuse(mounting, "a walk has no car");
+    if (scenario == Scenario::kDrive) {
+      refuse(carry, "nobody walks in a drive");
+      refuse(cadence, "nobody walks in a drive");
+    }
+    given.options.route.car_mounting = parse_mounting(given.mounting);
+    run(given.options, given.out);
+  });
+}
+
+}  // namespace zuvdr::tools

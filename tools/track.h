@@ -1,0 +1,50 @@
+// The track: what the engine answered, one row per fix. CSV and GeoJSON writers, CSV reader.
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace zuvdr::tools {
+
+struct TrackRow {
+  std::int64_t time_ns;         // of the fix
+  std::int64_t output_time_ns;  // the time the fused position belongs to (see docs/track.md)
+  int status;                   // result of UpdateLocationbyGPSEvent
+  double latitude;              // fused, degrees
+  double longitude;             // fused, degrees
+  int car_flag;                 // word of GetCarFlag
+  int pdr_flag;
+  int bout_steps;
+  int total_steps;
+  double fix_latitude;     // raw fix, degrees
+  double fix_longitude;    // raw fix, degrees
+  int sample;              // 0: healthy fix, non-zero: epoch without one
+  bool fix_accepted;       // the fix passed the engine's quality test
+  double truth_latitude;   // true position at output_time_ns, degrees; NaN when the log has none
+  double truth_longitude;  // degrees
+};
+
+class TrackError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Writes rows as they come, so that nothing written is lost when the log breaks off.
+class TrackWriter {
+ public:
+  virtual ~TrackWriter() = default;
+  virtual void write(const TrackRow& row) = 0;
+  virtual void close() = 0;  // throws TrackError when something could not be written
+
+  // By ending: .csv, .geojson or .json; "-" is CSV on standard output. Throws TrackError.
+  static std::unique_ptr<TrackWriter> open(const std::string& path);
+};
+
+// Reads a CSV track back, columns by name. Throws TrackError naming file, line and field.
+std::vector<TrackRow> read_track_csv(const std::string& path);
+
+}  // namespace zuvdr::tools
