@@ -39,7 +39,7 @@ enum {
   ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED = 16     /* rad/s, entries 3 to 5: drift estimate */
 };
 
-/* One raw sensor event. Axes are Android's: x right, y up along the portrait screen, z out of it. */
+/* One raw sensor event. Axes are Android's: x right, y up along the screen, z out of it. */
 typedef struct SensorData {
   int32_t type;      /* one of the sensor type numbers above */
   int32_t padding;   /* not read */
@@ -94,8 +94,8 @@ enum {
 
 /*
  * Hands over one sensor event. The event is filed and paired; an epoch is processed as soon as a
- * later fix time is known. Returns 0 or 1; a host need not look at it: 1 does not mean that an epoch
- * was processed, it also comes while all waiting epochs lie after the fix.
+ * later fix time is known. Returns 0 or 1; a host need not look at it: 1 does not mean that an
+ * epoch was processed, it also comes while all waiting epochs lie after the fix.
  */
 ZUVDR_EXPORT int UpdateLocationbySensorEvent(SensorData event);
 
@@ -129,14 +129,15 @@ ZUVDR_EXPORT int GetCarFlag(void);
 ZUVDR_EXPORT int GetPdrFlag(void);
 
 /*
- * 1 when no paired epoch waits for a fix, else 0. The name says the opposite of the test; hosts rely
- * on the test.
+ * 1 when no paired epoch waits for a fix, else 0. The name says the opposite of the test; hosts
+ * rely on the test.
  */
 ZUVDR_EXPORT int isSensorEventBufferFull(void);
 
 /*
- * Returns the engine to its start state. The filters' delay lines and the rate of the last epoch, which
- * follow the sensors, are kept.
+ * Returns the engine to its start state. The filters' delay lines and the rate of the last epoch,
+ * which follow the sensors, are kept: a NaN that has reached them stays until the process ends. So
+ * after a gap in the data call it before the first event that follows, not later.
  */
 ZUVDR_EXPORT void Reset(void);
 

@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/kf/vehicle.h"
+
+namespace {
+
+using namespace zuvdr::tests;
+
+// F = (Phi - I)/dt against what the mechanisation makes of a small error, in the limit of a short
+// step. Only the decay of the biases is a model of the sensors, not of the mechanisation.
+TEST(Transition, IsTheDerivativeOfTheMechanisation) {
+  constexpr double kDt = 1e-4, kError = 1e-5;
+  double imu[6] = {0.4, -0.3, 0.6, 2.0, -3.0, 8.5};
+  const auto propagate = [&imu](INS ins) {
+    qupdt3(ins, imu, 0.0);  // the attitude step remembers a rate: this navigator was turning before
+    InsUpdate(ins, imu, kDt);
+    return ins;
+  };
+  for (const int mode : {1, 2}) {
+    const INS start = make_vehicle(mode, 0.4, -0.9, mode - 2.5);
+    INS computed = propagate(start);
+    KF kf = make_filter();
+    kffk(computed, kf, kDt);
+    Square18 F = (Square18::Map(kf.Phi) - Square18::Identity()) / kDt;
+    for (int i = 9; i < 15; ++i) {
+      EXPECT_NEAR(F(i, i), -1.0 / 3600.0, 1e-10);
+      F(i, i) = 0.0;
+    }
+    for (int i = 0; i < 18; ++i) {
+      const Vector18 error = kError * Vector18::Unit(i);
+      INS truth = start;
+      correct(truth, error);
+      const Vector18 rate = (error_of(computed, propagate(truth)) - error) / (kError * kDt);
+      EXPECT_LT((rate - F.col(i)).norm(), 3e-3) << "state " << i << ", mode " << mode;
+    }
+  }
+}
+
+// Densities follow the signed readings and vanish at -0.023 rad/s and -0.38 m/s^2. The long step
+// lets rotation and transition both show.
+TEST(ProcessNoise, IsTheTrapezoidOfTheRotatedDensity) {
+  constexpr double kDt = 0.5;
+  INS ins = make_vehicle(2, 0.4, -0.9, 1.0);
+  Vector3d::Map(ins.fn) << 1.1, -2.3, 10.2;
+  KF kf = make_filter();
+  kffk(ins, kf, kDt);
+  double imu[6] = {0.1, -0.023, -0.1, -0.38, -10.0, 10.0};
+  QkUpdate(ins, kf, imu, kDt);
+  const Matrix3d C = attitude(2, 0.4, -0.9, 1.0);
+  const Vector3d gyro(1.5129e-6, 0.0, 5.929e-7), acc(0.0, 0.00925444, 0.01077444);
+  Square18 q = Square18::Zero();
+  q.block<3, 3>(0, 0) = C * gyro.asDiagonal() * C.transpose();
+  q.block<3, 3>(3, 3) = C * acc.asDiagonal() * C.transpose();
+  q.diagonal().segment<3>(9).setConstant(1e-10);
+  q.diagonal().segment<3>(12).setConstant(1e-6);
+  q.diagonal().segment<3>(15).setConstant(4e-8);
+  const Square18 half = Square18::Map(kf.Phi) * q * (0.5 * kDt);
+  EXPECT_LT(distance(kf.Qk, half + half.transpose()), 1e-14 * half.norm());
+}
+
+TEST(Prediction, PropagatesTheCovarianceAndClearsTheEstimate) {
+  INS ins = make_vehicle(1, -0.2, 0.7, 2.0);
+  KF kf = make_filter();
+  const Square18 P = Square18::Map(kf.P), Phi = Square18::Random(), Qk = Square18::Random();
+  Square18::Map(kf.Phi) = Phi;
+  Square18::Map(kf.Qk) = Qk;
+  KF updated = kf;
+  const Square18 expected = Phi * P * Phi.transpose() + Qk;
+  KfPredict(kf);
+  EXPECT_LT(distance(kf.P, expected), 1e-13);
+  KfUpdate(ins, updated, nullptr, nullptr, false);
+  EXPECT_LT(distance(updated.P, 0.5 * (expected + expected.transpose())), 1e-13);
+  EXPECT_EQ(distance(updated.P, Square18::Map(updated.P).transpose()), 0.0);
+  EXPECT_EQ(distance(kf.X, Vector18::Zero()), 0.0);
+  std::copy_n(kf.P, 324, updated.P);
+  EXPECT_EQ(std::memcmp(&updated, &kf, sizeof(KF)), 0);
+}
+
+}  // namespace

@@ -1,0 +1,42 @@
+// A whole log through the engine, as a host would play it.
+#pragma once
+
+#include <vector>
+
+#include "tools/event_log.h"
+#include "tools/replay.h"
+#include "tools/simulation/simulation.h"
+#include "tools/summary.h"
+#include "tools/track.h"
+
+namespace zuvdr::tests {
+
+struct Journey {
+  std::vector<tools::TrackRow> track;
+  tools::Summary summary;
+
+  // The track's first row with the bits of the car flag word; its size when there is none.
+  std::size_t first_with(int car_flags) const {
+    std::size_t i = 0;
+    while (i < track.size() && (track[i].car_flag & car_flags) != car_flags) ++i;
+    return i;
+  }
+};
+
+inline Journey play(const std::vector<tools::EventRow>& rows) {
+  Journey journey;
+  tools::Replay replay([&journey](const tools::TrackRow& row) { journey.track.push_back(row); });
+  for (const tools::EventRow& row : rows) replay.play(row);
+  replay.flush();
+  journey.summary = replay.finish(0);
+  return journey;
+}
+
+inline Journey play(const std::string& path) {
+  std::vector<tools::EventRow> rows;
+  tools::EventLogReader reader(path);
+  for (tools::EventRow row; reader.next(row);) rows.push_back(row);
+  return play(rows);
+}
+
+}  // namespace zuvdr::tests

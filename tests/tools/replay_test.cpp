@@ -1,0 +1,297 @@
+#include "tools/replay.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <numbers>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "tests/tools/scratch.h"
+#include "tools/event_log.h"
+#include "tools/statistics.h"
+#include "tools/track.h"
+#include "tools/truth_window.h"
+
+namespace zuvdr::tools {
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr std::int64_t kSecond = 1'000'000'000;
+// Along the equator of WGS 84 a ten-thousandth of a degree is 6378137 m * pi / 180 / 10000.
+constexpr double kStep = 11.131949079327358;
+
+TruthRow truth_row(std::int64_t time_ns, double latitude, double longitude) {
+  return {time_ns, latitude, longitude, 0.0, {kNaN, kNaN, kNaN}, {kNaN, kNaN, kNaN}};
+}
+
+TEST(ErrorFiguresTest, AgreeWithHandCalculation) {
+  ErrorFigures figures;
+  EXPECT_TRUE(std::isnan(figures.quantile(0.5)));
+  for (int i = 20; i > 0; --i) figures.add(i);
+  figures.add(kNaN);
+  figures.add(std::numeric_limits<double>::infinity());
+  EXPECT_EQ(figures.count(), 20U);
+  EXPECT_EQ(figures.lost(), 2U);
+  EXPECT_DOUBLE_EQ(figures.rms(), std::sqrt(20.0 * 21.0 * 41.0 / 6.0 / 20.0));
+  EXPECT_EQ(figures.quantile(0.0), 1.0);
+  EXPECT_EQ(figures.quantile(0.42), 9.0);  // 8 errors would be 40 % only
+  EXPECT_EQ(figures.quantile(0.95), 19.0);
+  EXPECT_EQ(figures.quantile(1.0), 20.0);
+}
+
+TEST(TruthWindowTest, InterpolatesInsideAndKnowsItsBounds) {
+  TruthWindow truth;
+  EXPECT_FALSE(truth.at(0));
+  EXPECT_FALSE(truth.covers(0));
+  truth.add(truth_row(10 * kSecond, 40.0, 179.5));
+  truth.add(truth_row(12 * kSecond, 41.0, -179.5));
+  truth.add(truth_row(11 * kSecond, 99.0, 99.0));     // late: dropped
+  truth.add(truth_row(17 * kSecond + 1, 50.0, 0.0));  // just over 5 s later
+  EXPECT_EQ(truth.at(10 * kSecond)->latitude, 40.0);
+  EXPECT_DOUBLE_EQ(truth.at(10 * kSecond + kSecond / 2)->latitude, 40.25);
+  EXPECT_DOUBLE_EQ(truth.at(10 * kSecond + kSecond / 2)->longitude, 179.75);  // the short way round
+  EXPECT_FALSE(truth.at(10 * kSecond - 1));
+  EXPECT_FALSE(truth.at(14 * kSecond));
+  EXPECT_TRUE(truth.covers(17 * kSecond + 1));
+  EXPECT_FALSE(truth.covers(17 * kSecond + 2));
+  truth.add(truth_row(71 * kSecond, 51.0, 0.0));  // the first rows leave the window
+  EXPECT_FALSE(truth.at(10 * kSecond));
+  EXPECT_TRUE(truth.at(12 * kSecond));
+}
+
+// A car drives along the equator by kStep a second; its fused position runs ahead by a tenth of
+// that for every second without an accepted fix. One letter a second: + accepted, - not accepted,
+// r not accepted and no solution, w not accepted and the walker's solution.
+std::vector<Outage> outages(std::string_view fixes, double truth_latitude) {
+  OutageFinder finder;
+  int ahead = 0;
+  for (int second = 1; const char fix : fixes) {
+    ahead = fix == '+' ? 0 : ahead + 1;
+    TrackRow row{};
+    row.output_time_ns = second * kSecond;
+    row.time_ns = row.output_time_ns + kSecond;
+    row.status = fix == '+' ? 1 : 2;
+    row.longitude = 1e-4 * second + 1e-5 * ahead;
+    row.fix_accepted = fix == '+';
+    row.truth_latitude = truth_latitude;
+    row.truth_longitude = 1e-4 * second;
+    const Output other = fix == 'r' ? Output::kRaw : Output::kVehicle;
+    finder.add({row, fix == 'w' ? Output::kWalker : other, true});
+    ++second;
+  }
+  finder.finish();
+  return finder.outages();
+}
+
+TEST(OutageFinderTest, FindsStretchesOfTheVehicleOnly) {
+  const std::vector<Outage> found = outages("rrr+-+---+ww+--r-+-----", 0.0);
+  const struct {
+    std::int64_t start;
+    int fixes;
+    bool restarted;
+  } expected[] = {{6, 3, false}, {13, 2, true}, {18, 5, false}};
+  ASSERT_EQ(found.size(), 3U);
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    const auto& [start, fixes, restarted] = expected[i];
+    EXPECT_EQ(found[i].start_ns, start * kSecond);
+    EXPECT_EQ(found[i].fixes, fixes);
+    EXPECT_DOUBLE_EQ(found[i].duration, fixes);
+    EXPECT_NEAR(found[i].driven, fixes * kStep, 1e-6);
+    EXPECT_NEAR(found[i].error, 0.1 * fixes * kStep, 1e-6);
+    EXPECT_EQ(found[i].status, 2);
+    EXPECT_EQ(found[i].restarted, restarted);
+  }
+  // Without truth the output tells the distance.
+  const std::vector<Outage> unknown = outages("+----+", kNaN);
+  ASSERT_EQ(unknown.size(), 1U);
+  EXPECT_NEAR(unknown[0].driven, 4 * 1.1 * kStep, 1e-6);
+  EXPECT_TRUE(std::isnan(unknown[0].error));
+}
+
+FixRow fix_row(std::int64_t time_ns, double latitude, double longitude) {
+  FixRow row{};
+  row.fix.time_ns = time_ns;
+  row.fix.latitude = latitude;
+  row.fix.longitude = longitude;
+  return row;
+}
+
+TEST(ReplayTest, RowsWaitForTheTruthBehindThem) {
+  std::vector<TrackRow> rows;
+  Replay replay([&](const TrackRow& row) { rows.push_back(row); });
+  // Raw fixes, 3 m north of the truth; the truth comes 0.7 s behind the fix it belongs to.
+  for (int second = 1; second <= 10; ++second) {
+    replay.play(fix_row(second * kSecond, 2.7e-5, 1e-4 * second));
+    EXPECT_EQ(rows.size(), static_cast<std::size_t>(second - 1));
+    const double later = second + 0.7;
+    replay.play(truth_row(std::llround(later * 1e9), 0.0, 1e-4 * later));
+  }
+  const Summary summary = replay.finish(0);
+  ASSERT_EQ(rows.size(), 10U);
+  EXPECT_TRUE(std::isnan(rows[0].truth_latitude));  // before the first truth
+  for (std::size_t i = 1; i < rows.size(); ++i) {
+    EXPECT_NEAR(rows[i].truth_longitude, 1e-4 * static_cast<double>(i + 1), 1e-12);
+    EXPECT_EQ(rows[i].truth_latitude, 0.0);
+  }
+  const ErrorFigures& fixes = summary.errors(ErrorGroup::kFixes);
+  EXPECT_EQ(fixes.count(), 9U);
+  // Meridian radius of curvature at the equator, a (1 - e^2) = 6335439.327 m.
+  EXPECT_NEAR(fixes.rms(), 2.7e-5 * 6335439.327 * std::numbers::pi / 180.0, 1e-5);
+}
+
+class ProgramTest : public ScratchTest {
+ protected:
+  struct Result {
+    int status;
+    std::string out;
+    std::string err;
+  };
+
+  Result run(const std::string& arguments) const {
+    const std::string command =
+        std::string(ZUVDR_PROGRAM) + " " + arguments + " >" + path("out") + " 2>" + path("err");
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(path("out")),
+            read_file(path("err"))};
+  }
+
+  std::string simulated(const std::string& scenario, const std::string& name) const {
+    const Result result = run("simulate " + scenario + " --out " + path(name));
+    EXPECT_EQ(result.status, 0) << result.err;
+    return path(name);
+  }
+};
+
+TEST_F(ProgramTest, ExitStatusAndMessageTellWhatIsWrong) {
+  const std::string good = "G,1000000000,1,2,3,0,1,1,1,5,5,5,0,0,0,1,0,0\n";
+  const std::string log = file("good.csv", good);
+  const std::string bad = file("bad.csv", good + "\nS,1,5,x,1,2\n" + good);
+  const std::string tracks = " --out " + path("t.csv") + " --out " + path("t.geojson");
+  const std::string missing = path("none.csv") + ": cannot open";
+  const std::string malformed = bad + ":3: field v0: not a number ('x')\n";
+  const struct {
+    std::string arguments;
+    int status;
+    std::string message;
+  } cases[] = {
+      {"replay " + log, 0, ""},
+      {"--help", 0, ""},
+      {"", 1, "subcommand"},
+      {"replay " + log + " --out " + path("none/t.csv"), 1, "t.csv: cannot open"},
+      {"replay " + log + " --out " + path("t.kml"), 1, "t.kml"},
+      {"replay " + path("none.csv"), 2, missing},
+      {"steps " + path("none.csv"), 2, missing},
+      {"steps " + bad, 2, malformed},
+      {"replay " + bad + tracks, 2, malformed},
+  };
+  for (const auto& [arguments, status, message] : cases) {
+    const Result result = run(arguments);
+    EXPECT_EQ(result.status, status) << arguments;
+    EXPECT_NE(result.err.find(message), std::string::npos) << arguments << '\n' << result.err;
+    EXPECT_EQ(result.err.empty(), status == 0) << arguments << '\n' << result.err;
+    EXPECT_TRUE(status != 2 || result.err.find('\n') == result.err.size() - 1) << result.err;
+  }
+  // The track before the malformed row stays.
+  EXPECT_EQ(read_track_csv(path("t.csv")).size(), 1U);
+  EXPECT_TRUE(read_file(path("t.geojson")).ends_with("]}\n"));
+  EXPECT_NE(run("replay --lenient " + bad).out.find("Skipped rows 1"), std::string::npos);
+}
+
+TEST_F(ProgramTest, ReplayOfADriveAgreesWithItsTrack) {
+  const std::string log = simulated("drive --seed 3 --tunnel 30", "drive.csv.gz");
+  const std::string outputs = " --out " + path("t.csv") + " --plot " + path("t.svg");
+  const Result replay = run("replay " + log + outputs);
+  ASSERT_EQ(replay.status, 0) << replay.err;
+  EXPECT_EQ(replay.err, "");  // no bar in a pipe
+  EXPECT_NE(read_file(path("t.svg")).find("</svg>"), std::string::npos);
+
+  // The same through standard input and to standard output.
+  const Result piped = run("replay - --out - < " + log);
+  EXPECT_EQ(piped.out, read_file(path("t.csv")));
+  EXPECT_EQ(piped.err, replay.out);
+
+  std::set<std::int64_t> epochs;
+  EventLogReader reader(log);
+  for (EventRow row; reader.next(row);) {
+    const auto* sensor = std::get_if<SensorRow>(&row);
+    if (sensor != nullptr && sensor->event.type == 16) epochs.insert(sensor->event.timestamp);
+  }
+  const auto square_error = [](const TrackRow& row, const TrackRow& truth) {
+    return std::pow(
+        distance({row.latitude, row.longitude}, {truth.truth_latitude, truth.truth_longitude}), 2);
+  };
+  double squares = 0.0;
+  double squares_at_fix = 0.0;
+  int corrected = 0;
+  std::int64_t converged_ns = 0;
+  const std::vector<TrackRow> rows = read_track_csv(path("t.csv"));
+  for (std::size_t i = 0; i + 1 < rows.size(); ++i) {
+    const TrackRow& row = rows[i];
+    if (row.status == 0) continue;
+    // The previous fix has released the epochs up to the first that is not before it.
+    EXPECT_EQ(row.output_time_ns, *epochs.lower_bound(rows[i - 1].time_ns));
+    if (row.status != 1) continue;
+    if (converged_ns == 0) converged_ns = row.time_ns;
+    squares += square_error(row, row);
+    squares_at_fix += square_error(row, rows[i + 1]);
+    ++corrected;
+  }
+  ASSERT_GT(corrected, 100);
+  const double rms = std::sqrt(squares / corrected);
+  EXPECT_GT(std::sqrt(squares_at_fix / corrected), 2.0 * rms);  // what a shift of 1 s would give
+
+  const auto shown = [&replay](const char* pattern) {
+    std::smatch match;
+    return std::regex_search(replay.out, match, std::regex(pattern)) ? std::stod(match[1]) : kNaN;
+  };
+  EXPECT_NEAR(shown("corrected \\(1\\) +\\d+ +(\\S+) m"), rms, 0.051);
+  EXPECT_NEAR(shown("converged +(\\S+) s\n +walker"),
+              seconds_between(*epochs.begin(), converged_ns), 0.1);
+  // The tunnel, from the last accepted fix to the recovery.
+  EXPECT_NEAR(shown(" 3[012] +(\\S+) s +\\d+\\.\\d m"), 31.0, 1.0);
+}
+
+// The numbers behind the name of a log: seconds, steps, bouts, confirmed, reference.
+std::vector<double> counts(const std::string& table, const std::string& name) {
+  const std::size_t found = std::min(table.find(name), table.size() - name.size());
+  std::istringstream fields(table.substr(found + name.size()));
+  std::vector<double> all(5, kNaN);
+  for (double& value : all) fields >> value;
+  return all;
+}
+
+TEST_F(ProgramTest, StepsAreCountedLogByLog) {
+  const std::string hand = simulated("walk --seed 4 --carry hand", "hand.csv");
+  const std::string pocket = simulated("walk --seed 5 --carry pocket", "pocket.csv.gz");
+  const std::string span = file("span.csv", "# span_s: 20 40\n" + read_file(hand));
+  const Result all = run("steps " + hand + " " + span + " " + pocket);
+  ASSERT_EQ(all.status, 0) << all.err;
+  const std::vector<double> total = counts(all.out, "3 logs");
+  EXPECT_GE(total[1], total[3]);
+  EXPECT_GT(total[4], 500);
+  EXPECT_NEAR(total[3], total[4], 0.05 * total[4]);
+  // The detector's filters start anew for each log.
+  EXPECT_EQ(counts(all.out, "pocket.csv.gz"), counts(run("steps " + pocket).out, "pocket.csv.gz"));
+
+  // Only the named span counts: from 20 s on, to 40 s after the first sensor event.
+  const std::vector<double> counted = counts(all.out, "span.csv");
+  EXPECT_EQ(counted[0], 20.0);
+  EXPECT_NEAR(counted[4], 20.0 * 1.85, 1);  // the walker's rate
+  EXPECT_NEAR(counted[1], counted[4], 2);
+  EXPECT_NEAR(counted[3], counted[4], 2);
+}
+
+}  // namespace
+}  // namespace zuvdr::tools

@@ -1,0 +1,281 @@
+#include "tools/simulation/simulation.h"
+
+#include <gtest/gtest.h>
+
+#include <CLI/CLI.hpp>
+#include <Eigen/Core>
+#include <GeographicLib/Geodesic.hpp>
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <map>
+#include <numbers>
+#include <queue>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "nav/signal.h"
+#include "tests/tools/scratch.h"
+#include "tools/commands.h"
+#include "tools/simulation/gnss_model.h"
+#include "tools/simulation/random.h"
+#include "tools/simulation/sensor_model.h"
+
+namespace zuvdr::tools {
+namespace {
+
+using Eigen::Vector3d;
+constexpr double kDegree = std::numbers::pi / 180.0;
+
+// East and north, m, along the geodesic.
+template <class From, class To>
+Eigen::Vector2d way(const From& from, const To& to) {
+  double distance = 0, azimuth = 0, back = 0;
+  GeographicLib::Geodesic::WGS84().Inverse(from.latitude, from.longitude, to.latitude, to.longitude,
+                                           distance, azimuth, back);
+  return distance * Eigen::Vector2d(std::sin(azimuth * kDegree), std::cos(azimuth * kDegree));
+}
+
+// Expected numbers: a separate implementation of the published 64-bit Mersenne twister, with sums
+// taken in rational arithmetic.
+TEST(RandomStream, GivesTheSameNumbersEverywhere) {
+  RandomStream random(2, "gyroscope noise");
+  EXPECT_EQ((std::vector{random.uniform(), random.uniform(), random.normal(), random.normal()}),
+            (std::vector{0.11361778119557531, 0.5984559705871583, -1.9243268170394003,
+                         -1.1647702329792082}));
+}
+
+// The strapdown equations dC/dt = C [w x], dv/dt = C f + g, dp/dt = v by the classical fourth-order
+// Runge-Kutta method. It errs by 1e-8 rad where legs meet: in ten minutes 1e-4 m/s and centimetres.
+TEST(Trajectory, ForceAndRateLeadAlongTheTruth) {
+  using State = Eigen::Matrix<double, 3, 5>;  // attitude, velocity, position
+  const auto state_of = [](const Kinematics& now) -> State {
+    const Eigen::Map<const Eigen::Matrix3d> to_body(now.body_to_level[0].data());
+    const Vector3d velocity(now.velocity.data()), position(now.position.data());
+    return (State() << to_body.transpose(), velocity, position).finished();
+  };
+  const auto slope = [](const State& state, const Kinematics& felt) -> State {
+    const auto& [x, y, z] = felt.rate;
+    const Eigen::Matrix3d attitude = state.leftCols<3>(), cross{{0, -z, y}, {z, 0, -x}, {-y, x, 0}};
+    const Vector3d force = attitude * Vector3d(felt.specific_force.data()), gravity(0, 0, -9.80665);
+    return (State() << attitude * cross, force + gravity, state.col(3)).finished();
+  };
+  for (const RouteOptions& options :
+       {RouteOptions{.seed = 11, .car_mounting = {4, 70, -12}},
+        {.scenario = Scenario::kMixed, .carry = Carry::kPocket, .cadence = 2.1}}) {
+    const Trajectory trajectory = make_trajectory(options);
+    constexpr double h = 5e-3;
+    State state = state_of(trajectory.at(0.0));
+    for (double t = 0; t + h < trajectory.duration(); t += h) {
+      const Kinematics middle = trajectory.at(t + 0.5 * h), end = trajectory.at(t + h);
+      const State k1 = slope(state, trajectory.at(t)), k2 = slope(state + h / 2 * k1, middle);
+      const State k3 = slope(state + h / 2 * k2, middle), k4 = slope(state + h * k3, end);
+      state += h / 6 * (k1 + 2 * k2 + 2 * k3 + k4);
+      const State error = state - state_of(end);
+      ASSERT_LT(error.leftCols<4>().norm(), 1e-3) << "at " << t;
+      ASSERT_LT(error.col(4).norm(), 0.2) << "at " << t;
+    }
+  }
+}
+
+// Phones in a car that stands facing north and then turns right while speeding up a slope.
+TEST(Trajectory, MountingTurnsThePhoneAndTheCarLeans) {
+  using Case = std::tuple<Mounting, Vector3d, Vector3d>;
+  for (const auto& [mounting, up, north] :  // phone axes
+       {Case({0, 30, 0}, {0, 0.5, std::sqrt(0.75)}, {0, std::sqrt(0.75), -0.5}),
+        Case({-90, 0, -90}, {1, 0, 0}, {0, 0, -1})}) {  // landscape, screen to the rear
+    const Leg stand{.duration = 5, .speed = 0, .mounting = mounting};
+    const Leg bend{10, 20, 90 * kDegree, 0.1, Carrier::kCar, Sky::kOpen, mounting};
+    const Trajectory drive({stand, bend}, 0.0, mounting, {}, 1);
+    EXPECT_LT((Vector3d(drive.at(2).specific_force.data()) - 9.80665 * up).norm(), 1e-12);
+    EXPECT_LT((Vector3d(drive.at(2).to_body({0, 1, 0}).data()) - north).norm(), 1e-12);
+    EXPECT_LT(drive.at(10).attitude[0], -0.5 * kDegree);        // left side down
+    EXPECT_GT(drive.at(10).attitude[1], 0.05 + 0.5 * kDegree);  // nose up
+    // East and uphill in the end, along the car's front but for the sway of lane and road.
+    const Vector3 velocity = drive.at(15).velocity;
+    EXPECT_NEAR(velocity[0], 20 * std::cos(0.1), 0.15);
+    EXPECT_LT((Vector3d(drive.at(15).to_body(velocity).data()) - 20 * north).norm(), 0.15);
+  }
+}
+
+TEST(TriaxialSensor, ErrorsAreThoseConfigured) {
+  constexpr int kSeeds = 400, kSamples = 200;
+  constexpr double kRate = 50.0;
+  const SensorErrors& errors = kGyroscopeErrors;
+  Eigen::Array<double, kSeeds, 6> draws;  // in units of the deviation wanted
+  for (int seed = 0; seed < kSeeds; ++seed) {
+    TriaxialSensor sensor(errors, kRate, static_cast<std::uint64_t>(seed), "test");
+    const double start = sensor.bias()[0], walk = errors.bias_walk * std::sqrt(400 / kRate);
+    Eigen::Array<double, kSamples, 1> resting, along, across;
+    for (int i = 0; i < kSamples; ++i) {
+      resting[i] = sensor.sample({0, 0, 0}, 0.0)[0];
+      ASSERT_NEAR(std::remainder(resting[i], 1 / errors.counts_per_unit), 0.0, 1e-12);
+      const Vector3 loaded = sensor.sample({0, 0, 10}, 0.0);
+      across[i] = loaded[0];
+      along[i] = loaded[2];
+    }
+    const double noise = std::sqrt((resting - resting.mean()).square().mean());
+    draws.row(seed) << resting.mean() / errors.bias, (sensor.bias()[0] - start) / walk,
+        (sensor.bias_estimate()[0] - start) / errors.estimate_error,
+        noise / (errors.noise * std::sqrt(kRate / 2)),
+        ((along.mean() - sensor.bias()[2]) / 10 - 1) / errors.scale,
+        (across.mean() - resting.mean()) / 10 / errors.misalignment;
+  }
+  // The deviation of n normal numbers is known to 1 / sqrt(2 n): bounds at 4 sigma.
+  const Eigen::Array<double, 1, 6> sizes = draws.square().colwise().mean().sqrt();
+  EXPECT_LT((sizes - 1.0).abs().maxCoeff(), 4.0 / std::sqrt(2.0 * kSeeds)) << sizes;
+}
+
+TEST(Barometer, FollowsTheStandardAtmosphere) {
+  const double change = Barometer(5.0, 1).sample(1000.0) - Barometer(5.0, 1).sample(0.0);
+  EXPECT_NEAR(change, 898.74 - 1013.25, 0.01);  // by tables of the standard atmosphere
+}
+
+TEST(SampleClock, StampsFollowTheSamples) {
+  for (const double rate : {25.0, 500.0}) {
+    SampleClock clock(rate, 3, "test");
+    std::int64_t last = -1'000'000'000;
+    for (int i = 0; i < 5000; ++i) {
+      const auto [sampled, stamp] = clock.next();
+      ASSERT_GT(stamp, std::exchange(last, stamp));
+      ASSERT_NEAR(static_cast<double>(stamp) * 1e-9, sampled, 1.001e-3);
+    }
+  }
+}
+
+class Log : public ScratchTest {
+ protected:
+  std::string written() const {
+    EventLogWriter writer(path("log"));
+    for (const EventRow& row : simulate(options_)) writer.write(row);
+    writer.close();
+    return read_file(path("log"));
+  }
+  SimulationOptions options_;
+};
+
+TEST_F(Log, RowsStandInTheOrderOfHandOver) {
+  options_.route.cadence = 2.1;
+  for (const Scenario scenario : {Scenario::kDrive, Scenario::kWalk, Scenario::kMixed}) {
+    options_.route.scenario = scenario;
+    std::map<int, std::int64_t> last;  // by sensor type, or 0 fix, -1 truth, -2 step
+    std::map<int, double> count;
+    std::int64_t last_sensor = 0;
+    int late_fixes = 0;
+    for (const EventRow& row : simulate(options_)) {
+      int kind = 1 - static_cast<int>(row.index());
+      std::int64_t time = 0;
+      if (const auto* sensor = std::get_if<SensorRow>(&row)) {
+        kind = sensor->event.type;
+        time = sensor->event.timestamp;
+        ASSERT_GE(time, std::exchange(last_sensor, time));
+      } else if (const auto* fix = std::get_if<FixRow>(&row)) {
+        time = fix->fix.time_ns;
+        // Sensor events before a fix are not much younger than its latency allows.
+        ASSERT_LT(last_sensor - time, 240'000'000);
+        late_fixes += last_sensor > time;
+        ASSERT_TRUE(fix->fix.latitude > 0.0 && fix->fix.longitude > 0.0);
+      } else {
+        const auto* truth = std::get_if<TruthRow>(&row);
+        time = truth != nullptr ? truth->time_ns : std::get<StepRow>(row).time_ns;
+      }
+      ASSERT_GT(time, std::exchange(last[kind], time));
+      ++count[kind];
+    }
+    EXPECT_GT(late_fixes, 0.8 * count[0]);
+    const Trajectory trajectory = make_trajectory(options_.route);
+    const double duration = trajectory.duration();
+    for (const auto& [kind, rate] :
+         {std::pair{1, 25.0}, {16, 25.0}, {14, 10.0}, {6, 5.0}, {0, 1.0}, {-1, 10.0}}) {
+      EXPECT_NEAR(count[kind] / duration, rate, 0.002 * rate + 1.0 / duration) << kind;
+    }
+    double steps = 0.0;
+    for (double t = 0; t < duration; t += 0.1) steps += trajectory.at(t).walking > 0.5 ? 0.21 : 0.0;
+    EXPECT_NEAR(count[-2], steps, 0.03 * steps);
+  }
+}
+
+TEST_F(Log, OutageAndRecoveryRows) {
+  options_.route.tunnel = 35.0;
+  int lost = 0, recovered = 0;
+  TruthRow truth{};
+  GpsData before{};
+  for (const EventRow& row : simulate(options_)) {
+    if (const auto* now = std::get_if<TruthRow>(&row)) truth = *now;
+    const auto* handed = std::get_if<FixRow>(&row);
+    if (handed == nullptr) continue;
+    const GpsData& fix = handed->fix;
+    const auto [least, greatest] =
+        std::minmax({fix.vel_acc_e, fix.vel_acc_n, fix.vel_acc_u, fix.pos_acc_e, fix.pos_acc_n,
+                     fix.pos_acc_u, fix.speed_acc});
+    const bool healthy = handed->sample == 0;
+    EXPECT_TRUE(healthy ? least > 0.0F : greatest == 0.0F);
+    if (!healthy && fix.speed == 0.0F) {
+      ++lost;
+      EXPECT_EQ(Vector3d(fix.vel_e, fix.vel_n, fix.vel_u), Vector3d(0, 0, 0));
+      EXPECT_EQ(Vector3d(fix.latitude, fix.longitude, fix.altitude),
+                Vector3d(before.latitude, before.longitude, before.altitude));
+      EXPECT_NEAR(static_cast<double>(fix.time_ns - before.time_ns), 1e9, lost == 1 ? 5e8 : 1e3);
+    } else if (!healthy) {  // found again: where the car is, but not to be measured with
+      ++recovered;
+      EXPECT_LT(way(truth, fix).norm(), 25.0);
+      EXPECT_LT(std::hypot(fix.vel_e - truth.velocity[0], fix.vel_n - truth.velocity[1]), 2.0);
+    }
+    before = fix;
+  }
+  EXPECT_NEAR(lost, 35, 1);
+  EXPECT_EQ(recovered, 1);
+}
+
+// The engine takes a car for standing when 26 windows of its low-passed rates in a row are quiet.
+TEST_F(Log, TheCarIsQuietAtStopsAndOnlyThere) {
+  std::queue<double> windows[3];
+  const double limits[3] = {0.00026375, 0.0002375, 0.000265};  // rad/s
+  int quiet = 0, longest[2] = {};                              // standing, driving
+  double speed = 0.0;
+  for (const EventRow& row : simulate(options_)) {
+    if (const auto* now = std::get_if<TruthRow>(&row)) speed = Vector3d(now->velocity).norm();
+    const auto* sensor = std::get_if<SensorRow>(&row);
+    if (sensor == nullptr || sensor->event.type != ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED) continue;
+    double filtered[3];
+    wLowPassFilter(sensor->event.values, filtered);
+    bool still = true;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      windows[axis].push(filtered[axis]);
+      if (windows[axis].size() > 25) windows[axis].pop();
+      still = still && windows[axis].size() == 25 && CalStd(windows[axis]) < limits[axis];
+    }
+    quiet = still ? quiet + 1 : 0;
+    longest[speed > 1.0] = std::max(longest[speed > 1.0], quiet);
+  }
+  EXPECT_LT(longest[1], 26);
+  EXPECT_GT(longest[0], 200);
+}
+
+TEST_F(Log, DependsOnTheSeedAndTheOptionsAlone) {
+  options_.route.tunnel = 20.0;
+  const std::string once = written();
+  EXPECT_TRUE(once == written());
+  options_.route.tunnel = 40.0;  // changes nothing before the tunnel
+  const std::string longer = written();
+  EXPECT_TRUE(longer.starts_with(once.substr(0, once.size() / 2)));
+  options_.route.seed = 52;
+  EXPECT_FALSE(longer == written());
+}
+
+TEST_F(Log, IsNotWrittenForACommandThatMakesNoSense) {
+  for (const std::string arguments :
+       {"fly", "walk --tunnel 20", "walk --mounting flat", "drive --carry hand",
+        "drive --mounting 1,2", "walk --cadence nan", "drive --latitude -5"}) {
+    CLI::App app;
+    add_simulate_command(app);
+    EXPECT_THROW(app.parse("simulate " + arguments + " --out " + path("log")), CLI::ParseError);
+    EXPECT_EQ(read_file(path("log")), "") << arguments;
+  }
+}
+
+}  // namespace
+}  // namespace zuvdr::tools
