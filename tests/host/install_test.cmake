@@ -1,4 +1,5 @@
-# cmake -DBUILD=... -DSCRATCH=... -DSOURCE=... -DCC=... -DFLAGS=... -DWITH_PROGRAM=... -P install_test.cmake
+# cmake -DBUILD=... -DSCRATCH=... -DSOURCE=... -DGENERATOR=... -DCC=... -DFLAGS=... -DWITH_PROGRAM=...
+#       -P install_test.cmake
 # Installs the build into a scratch prefix and builds the example host against that, once through
 # the CMake package and once through pkg-config.
 set(prefix "${SCRATCH}/prefix")
@@ -22,7 +23,7 @@ run("${CMAKE_COMMAND}" --install "${BUILD}" --prefix "${prefix}")
 file(RENAME "${prefix}" "${SCRATCH}/moved")
 set(prefix "${SCRATCH}/moved")
 
-run("${CMAKE_COMMAND}" -S "${SOURCE}/tests/host/consumer" -B "${SCRATCH}/consumer"
+run("${CMAKE_COMMAND}" -G "${GENERATOR}" -S "${SOURCE}/tests/host/consumer" -B "${SCRATCH}/consumer"
   "-DCMAKE_PREFIX_PATH=${prefix}" "-DCMAKE_C_COMPILER=${CC}" "-DCMAKE_C_FLAGS=${FLAGS}"
   "-DHOST_SOURCE=${host}")
 run("${CMAKE_COMMAND}" --build "${SCRATCH}/consumer")
