@@ -22,6 +22,7 @@ add_library(ZuVDR SHARED
   pdr/step_detector.cpp
   pdr/step_length.cpp
   pdr/step_networks.cpp
+  pdr/step_state_machine.cpp
   pdr/step_tables.cpp)
 target_include_directories(ZuVDR
   PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>

@@ -1,216 +1,22 @@
-// A step needs a peak followed by a valley in the window of one of the sensors whose network finds
-// the window step-like, a strong accelerometer window, an open gate and six calls since the last
-// step. The gate: a step shuts it, and it stays shut until the score of the sensor that showed the
-// step has risen to its threshold again and 0.2 s more have passed. A network whose score stays low
-// through a walk therefore yields one step and no more.
-//
-// Scores are compared as "not below" so that a NaN score blocks.
+// The engine's step detector: the state machine (pdr/step_state_machine.cpp) under the scores of
+// the two networks.
 #include "pdr/step_detector.h"
 
-#include <algorithm>
-#include <cmath>
-#include <limits>
-
-#include "nav/clock.h"
+#include "pdr/step_state_machine.h"
 
 namespace {
 
-using State = sns_oem_step_detector_inst_state;
-using zuvdr::kStepWindow;
-using zuvdr::kStepWindowHead;
-
-constexpr double kAccScoreThreshold = 0.4;
-constexpr double kGyrScoreThreshold = 0.3;
-constexpr float kPeak = 0.5f;                       // m/s^2 and rad/s
-constexpr float kAccValley = -0.5f;                 // m/s^2
-constexpr float kGyrValley = -0.3f;                 // rad/s
-constexpr std::int32_t kHoldoff = 6;                // calls, 0.24 s
-constexpr std::int32_t kRefractory = 6;             // calls, 0.24 s
-constexpr std::uint64_t kShortestGate = 200000001;  // ns
-constexpr std::uint64_t kLongPause = 2000000001;    // ns: ends any bout
-constexpr std::uint64_t kShortPause = 1300000001;   // ns: ends a bout that has hardly begun
-constexpr std::int32_t kYoungBout = 3;              // steps
-constexpr std::int32_t kConfirmingBout = 10;        // steps
-
-// Third-order Butterworth band-pass in direct form II: -3 dB at 0.012 and 0.108 cycles per sample
-// (0.3 and 2.7 Hz at 25 Hz). It sees gravity as a step and takes some seconds to settle.
-class BandPass {
- public:
-  float filter(double x) {
-    const double w0 = x + 4.682242974380293 * w_[0] - 9.250999609658354 * w_[1] +
-                      9.923387376042646 * w_[2] - 6.118011489148686 * w_[3] +
-                      2.0565471074628596 * w_[4] - 0.29324496912098136 * w_[5];
-    // The zero taps stay: an infinity in any delay comes out as NaN.
-    const double y = 0.016309423449092482 * w0 + 0.0 * w_[0] - 0.048928270347277446 * w_[1] +
-                     0.0 * w_[2] + 0.048928270347277446 * w_[3] + 0.0 * w_[4] -
-                     0.016309423449092482 * w_[5];
-    std::copy_backward(w_, w_ + 5, w_ + 6);
-    w_[0] = w0;
-    return static_cast<float>(y);
-  }
-
- private:
-  double w_[6] = {};  // newest first
-};
-
-BandPass acc_band_pass;
-BandPass gyr_band_pass;
-std::int32_t step_refractory = 0;  // calls that must still pass before the next step
-
-float magnitude(const float v[3]) {
-  return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-}
-
-// x as an unsigned integer; below the range (and NaN) 0, above it the maximum.
-template <typename Float>
-std::uint64_t saturated(Float x) {
-  if (!(x > 0)) return 0;
-  constexpr Float kTwoTo64 = 18446744073709551616.0f;
-  return x < kTwoTo64 ? static_cast<std::uint64_t>(x) : std::numeric_limits<std::uint64_t>::max();
-}
-
-void count_up(std::int32_t& counter, std::uint32_t n = 1) {
-  counter = static_cast<std::int32_t>(static_cast<std::uint32_t>(counter) + n);
-}
-
-void count_down(std::int32_t& counter) {
-  if (counter > 0) --counter;
-}
-
-void slide(float (&window)[kStepWindow], float newest) {
-  std::copy(window + 1, window + kStepWindow, window);
-  window[kStepWindow - 1] = newest;
-}
-
-// Fills the windows; once they are full, slides and scores them.
-void store_samples(State& state, float acc, float gyr) {
-  const auto n = static_cast<std::uint32_t>(state.sample_count);
-  count_up(state.sample_count);
-  if (n < kStepWindow) {
-    state.acc_window[n] = acc;
-    state.gyr_window[n] = gyr;
-    return;
-  }
-  slide(state.acc_window, acc);
-  std::copy_n(state.acc_window, kStepWindowHead, state.acc_window_head);
-  slide(state.gyr_window, gyr);
-  state.acc_score = accelerometer_step_score(state.acc_window, state.acc_window_head);
-  state.gyr_score = gyroscope_step_score(state.gyr_window);
-  state.nets_ready = 1;
-}
-
-// The peak is the first interior local maximum above the oldest sample (without one, the oldest
-// sample itself); the valley is the first interior local minimum after it (without one, the peak).
-// The newest sample is never either.
-bool has_peak_and_valley(const float (&w)[kStepWindow], float valley_threshold) {
-  int start = 0;
-  for (int i = 1; i < kStepWindow - 1; ++i) {
-    if (w[i] > w[i - 1] && w[i] > w[i + 1] && w[i] > w[0]) {
-      start = i;
-      break;
-    }
-  }
-  const float peak = w[start];
-  float valley = peak;
-  for (int i = start + 1; i < kStepWindow - 1; ++i) {
-    if (w[i] < w[i - 1] && w[i] < w[i + 1] && w[i] < peak) {
-      valley = w[i];
-      break;
-    }
-  }
-  return peak > kPeak && valley < valley_threshold;
-}
-
-// One sensor's peak and valley test. After a hit it rests, so hit is never set twice in a row.
-void search(const float (&window)[kStepWindow], float valley_threshold, bool allowed,
-            std::uint8_t& hit, std::int32_t& holdoff) {
-  if (!allowed || hit || holdoff != 0) {
-    hit = 0;
-    count_down(holdoff);
-    return;
-  }
-  hit = has_peak_and_valley(window, valley_threshold);
-  if (hit) holdoff = kHoldoff;
-}
-
-// Moves the gate's clock. Each pending flag holds the gate shut while its own score stays low; the
-// gyroscope's is looked at only once the accelerometer's is clear.
-void update_gate(State& state, std::uint64_t t, bool acc_allowed, bool gyr_allowed) {
-  if (!acc_allowed) state.acc_pending = 0;
-  if (state.acc_pending) {
-    state.gate_time = static_cast<std::int64_t>(t);
-  } else {
-    if (!gyr_allowed) state.gyr_pending = 0;
-    if (state.gyr_pending) state.gate_time = static_cast<std::int64_t>(t);
-  }
-  if (!acc_allowed && !gyr_allowed) return;
-  state.last_gate_sample_time = static_cast<std::int64_t>(t);
-  const std::uint64_t elapsed = t - static_cast<std::uint64_t>(state.gate_time);
-  state.gate_elapsed = saturated(static_cast<float>(elapsed));
-}
-
-void declare_step(State& state, std::uint64_t t) {
-  const std::int64_t previous_time = state.last_step_time;
-  const std::int32_t previous_count = state.bout_step_count;
-  state.last_step_time = static_cast<std::int64_t>(t);
-  state.step_time = state.last_step_time;
-  state.step_flag = 1;
-  step_refractory = kRefractory;
-  if (state.acc_hit) state.acc_pending = 1;
-  if (state.gyr_hit) state.gyr_pending = 1;
-
-  const std::uint64_t interval =
-      saturated(static_cast<double>(zuvdr::elapsed_ns(state.last_step_time, previous_time)));
-  if (interval >= kLongPause || (interval >= kShortPause && previous_count <= kYoungBout)) {
-    state.bout_step_count = 1;
-    state.step_run_count = 1;
-  } else {
-    count_up(state.bout_step_count);
-    count_up(state.step_run_count);
-  }
-}
-
-// The newest sample has no part in the strength of the window, as it is never a peak or a valley.
-void decide(State& state, std::uint64_t t) {
-  const bool triggered = state.acc_hit || state.gyr_hit;
-  float strength = state.acc_window[0];
-  for (int i = 1; i < kStepWindow - 1; ++i) {
-    if (state.acc_window[i] > strength) strength = state.acc_window[i];
-  }
-  if (triggered && strength > kPeak && state.gate_elapsed >= kShortestGate &&
-      step_refractory == 0) {
-    declare_step(state, t);
-  } else {
-    count_down(step_refractory);
-  }
-}
-
-// The tenth step of a bout confirms the nine before it; a shorter bout adds nothing.
-void confirm_steps(State& state) {
-  if (!state.step_flag) return;
-  if (state.bout_step_count == kConfirmingBout) count_up(state.total_steps, kConfirmingBout);
-  if (state.bout_step_count > kConfirmingBout) count_up(state.total_steps);
-}
+zuvdr::StepStateMachine state_machine;
 
 }  // namespace
 
 int sns_oem_step_detector_StateMachine(unsigned long long timestamp, float* acc, float* gyr,
                                        sns_oem_step_detector_inst_state* state) {
-  state->step_flag = 0;
-  const float acc_sample = acc_band_pass.filter(magnitude(acc));
-  const float gyr_sample = gyr_band_pass.filter(magnitude(gyr));
-  store_samples(*state, acc_sample, gyr_sample);
-
-  const bool acc_allowed = state->nets_ready && state->acc_score < kAccScoreThreshold;
-  const bool gyr_allowed = state->nets_ready && state->gyr_score < kGyrScoreThreshold;
-  if (state->nets_ready) {
-    state->acc_hit_prev = state->acc_hit;
-    state->gyr_hit_prev = state->gyr_hit;
+  if (state_machine.take_samples(acc, gyr, *state)) {
+    state->acc_score = accelerometer_step_score(state->acc_window, state->acc_window_head);
+    state->gyr_score = gyroscope_step_score(state->gyr_window);
+    state->nets_ready = 1;
   }
-  search(state->acc_window, kAccValley, acc_allowed, state->acc_hit, state->acc_holdoff);
-  search(state->gyr_window, kGyrValley, gyr_allowed, state->gyr_hit, state->gyr_holdoff);
-  update_gate(*state, timestamp, acc_allowed, gyr_allowed);
-  decide(*state, timestamp);
-  confirm_steps(*state);
+  state_machine.decide(timestamp, *state);
   return 1;
 }
