@@ -49,7 +49,8 @@ TEST(RandomStream, GivesTheSameNumbersEverywhere) {
 }
 
 // The strapdown equations dC/dt = C [w x], dv/dt = C f + g, dp/dt = v by the classical fourth-order
-// Runge-Kutta method. It errs by 1e-8 rad where legs meet: in ten minutes 1e-4 m/s and centimetres.
+// Runge-Kutta method. It errs where legs and movements meet: in ten minutes by 1e-4 m/s and
+// centimetres on the road, by ten times as much where a hand moves quickly.
 TEST(Trajectory, ForceAndRateLeadAlongTheTruth) {
   using State = Eigen::Matrix<double, 3, 5>;  // attitude, velocity, position
   const auto state_of = [](const Kinematics& now) -> State {
@@ -65,7 +66,10 @@ TEST(Trajectory, ForceAndRateLeadAlongTheTruth) {
   };
   for (const RouteOptions& options :
        {RouteOptions{.seed = 11, .car_mounting = {4, 70, -12}},
-        {.scenario = Scenario::kMixed, .carry = Carry::kPocket, .cadence = 2.1}}) {
+        {.seed = 2, .road = Road::kRough},
+        {.scenario = Scenario::kMixed, .carry = Carry::kPocket, .cadence = 2.1},
+        {.scenario = Scenario::kWalk, .carry = Carry::kSwing, .cadence = 1.3, .walker = 5},
+        {.scenario = Scenario::kHandling, .seed = 3, .walker = 2}}) {
     const Trajectory trajectory = make_trajectory(options);
     constexpr double h = 5e-3;
     State state = state_of(trajectory.at(0.0));
@@ -75,7 +79,8 @@ TEST(Trajectory, ForceAndRateLeadAlongTheTruth) {
       const State k3 = slope(state + h / 2 * k2, middle), k4 = slope(state + h * k3, end);
       state += h / 6 * (k1 + 2 * k2 + 2 * k3 + k4);
       const State error = state - state_of(end);
-      ASSERT_LT(error.leftCols<4>().norm(), 1e-3) << "at " << t;
+      ASSERT_LT(error.leftCols<4>().norm(), 2e-3)
+          << "at " << t << " of scenario " << static_cast<int>(options.scenario);
       ASSERT_LT(error.col(4).norm(), 0.2) << "at " << t;
     }
   }
@@ -99,6 +104,112 @@ TEST(Trajectory, MountingTurnsThePhoneAndTheCarLeans) {
     EXPECT_NEAR(velocity[0], 20 * std::cos(0.1), 0.15);
     EXPECT_LT((Vector3d(drive.at(15).to_body(velocity).data()) - 20 * north).norm(), 0.15);
   }
+}
+
+TEST(Movement, GoesSmoothlyAndEndsWhereItShould) {
+  using Shape = Movement::Shape;
+  using Case = std::tuple<Shape, double, double>;  // greatest share, share in the end
+  for (const auto& [shape, greatest, last] :
+       {Case(Shape::kShift, 1, 1), Case(Shape::kBump, 0.999, 0), Case(Shape::kWave, 0.9, 0),
+        Case(Shape::kRing, 0.5, 0)}) {
+    const Movement movement{.shape = shape, .begin = 1.0, .duration = 2.0, .frequency = 1.6};
+    constexpr double h = 1e-4;
+    double reached = 0.0;
+    for (double t = 0.5; t < 3.5; t += 0.01) {  // across both ends
+      const Jet before = movement.share(t - h), now = movement.share(t),
+                after = movement.share(t + h);
+      ASSERT_NEAR((after.value - before.value) / (2 * h), now.rate, 1e-4) << t;
+      ASSERT_NEAR((after.rate - before.rate) / (2 * h), now.curvature, 0.2) << t;
+      reached = std::max(reached, now.value);
+    }
+    EXPECT_GE(reached, greatest);
+    EXPECT_LE(reached, 1.0);
+    EXPECT_EQ(movement.share(1.0).value, 0.0);
+    EXPECT_EQ(movement.share(3.5).value, last);
+  }
+}
+
+// Amplitude, m/s^2, of the force's magnitude at one cycle per step.
+double once_per_step(const Trajectory& walk) {
+  const std::vector<double> steps = walk.footfalls();
+  Eigen::Vector2d sum(0, 0);
+  int samples = 0;
+  for (std::size_t i = 1; i < steps.size(); ++i) {
+    if (steps[i] - steps[i - 1] > 1.2) continue;  // stood in between
+    for (int part = 0; part < 16; ++part, ++samples) {
+      const double share = part / 16.0, t = steps[i - 1] + share * (steps[i] - steps[i - 1]);
+      const double angle = 360 * kDegree * share;
+      sum += Vector3d(walk.at(t).specific_force.data()).norm() *
+             Eigen::Vector2d(std::cos(angle), std::sin(angle));
+    }
+  }
+  return 2.0 * sum.norm() / samples;
+}
+
+// Slow walks were recorded with 1 m/s^2 and more, joggers reach 5 to 10.
+TEST(Gait, StepsAreFeltAtEveryCadenceWhereverThePhoneIs) {
+  for (const Carry carry :
+       {Carry::kHand, Carry::kPocket, Carry::kWaist, Carry::kBack, Carry::kSwing, Carry::kJacket}) {
+    for (const auto& [cadence, least, most] :
+         {std::tuple(1.2, 0.8, 2.2), {1.85, 1.9, 4.5}, {2.8, 4.5, 10.0}}) {
+      const Trajectory walk =
+          make_trajectory({.scenario = Scenario::kWalk, .carry = carry, .cadence = cadence});
+      const double amplitude = once_per_step(walk);
+      EXPECT_TRUE(amplitude > least && amplitude < most)
+          << amplitude << " at " << cadence << ", carry " << static_cast<int>(carry);
+    }
+  }
+}
+
+// Recorded pockets, one amplitude per walk: median 2.5 m/s^2, 0.38 deviation of the logarithm.
+TEST(Gait, WalkersDifferAsRecordedOnesDo) {
+  constexpr int kWalkers = 40;
+  Eigen::Array<double, kWalkers, 1> felt;
+  int halts = 0;
+  for (int walker = 0; walker < kWalkers; ++walker) {
+    const auto number = static_cast<std::uint64_t>(walker + 1);
+    const Trajectory walk = make_trajectory({.scenario = Scenario::kWalk,
+                                             .seed = number,
+                                             .carry = Carry::kPocket,
+                                             .cadence = 1.76,
+                                             .walker = number});
+    felt[walker] = std::log(once_per_step(walk));
+    EXPECT_NEAR(walk.duration(), 255.0, 35.0);
+    const std::vector<double> steps = walk.footfalls();
+    for (std::size_t i = 10; i < steps.size(); ++i) {
+      const double standing = steps[i] - steps[i - 1];
+      halts += standing > 2.0;
+      EXPECT_LT(standing, 25.0);  // halt, turn, slowing down, setting off
+      // The pace changes by 10 %, and ten steps in a row by some per cent more.
+      if (steps[i] - steps[i - 10] < 8.0) {
+        EXPECT_NEAR(10.0 / (steps[i] - steps[i - 10]), 1.76, 0.16 * 1.76);
+      }
+    }
+  }
+  EXPECT_NEAR(felt.mean(), std::log(2.5), 0.3);
+  EXPECT_NEAR(std::sqrt((felt - felt.mean()).square().mean()), 0.38, 0.12);
+  EXPECT_GT(halts, kWalkers);
+}
+
+TEST(RoughRoad, ShakesTheCarWhenItMoves) {
+  RouteOptions options;
+  const Trajectory smooth = make_trajectory(options);
+  options.road = Road::kRough;
+  const Trajectory rough = make_trajectory(options);
+  double most = 0.0, squares[2] = {};
+  for (double t = 0.0; t < rough.duration(); t += 0.04) {
+    const double usual = smooth.at(t).acceleration[2];
+    const double extra = rough.at(t).acceleration[2] - usual;
+    if (rough.at(t).roughness == 0.0) {
+      ASSERT_EQ(extra, 0.0) << t;
+    }
+    squares[0] += usual * usual;
+    squares[1] += extra * extra;
+    most = std::max(most, std::abs(extra));
+  }
+  EXPECT_GT(squares[1], 4.0 * squares[0]);
+  EXPECT_GT(most, 2.0);  // m/s^2, more than many a footfall
+  EXPECT_LT(most, 8.0);
 }
 
 TEST(TriaxialSensor, ErrorsAreThoseConfigured) {
@@ -266,10 +377,62 @@ TEST_F(Log, DependsOnTheSeedAndTheOptionsAlone) {
   EXPECT_FALSE(longer == written());
 }
 
+TEST_F(Log, MotionOnlyLeavesTheOtherRowsOut) {
+  options_.route.scenario = Scenario::kWalk;
+  const auto motion = [this] {
+    std::vector<std::pair<std::int64_t, double>> kept;
+    std::size_t rows = 0;
+    for (const EventRow& row : simulate(options_)) {
+      ++rows;
+      if (const auto* step = std::get_if<StepRow>(&row)) kept.emplace_back(step->time_ns, 0.0);
+      const auto* sensor = std::get_if<SensorRow>(&row);
+      if (sensor == nullptr) continue;
+      if (sensor->event.type == ZUVDR_SENSOR_ACCELEROMETER ||
+          sensor->event.type == ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED) {
+        kept.emplace_back(sensor->event.timestamp, sensor->event.values[1]);
+      }
+    }
+    return std::pair(rows, kept);
+  };
+  const auto [all, moved] = motion();
+  options_.motion_only = true;
+  const auto [few, same] = motion();
+  EXPECT_GT(all, few);
+  EXPECT_EQ(few, same.size());
+  EXPECT_TRUE(moved == same);
+}
+
+// Long stillness and movements as strong as steps, of which none is one.
+TEST_F(Log, HandlingMovesThePhoneAndNobodyWalks) {
+  options_.route.scenario = Scenario::kHandling;
+  int still = 0, swings = 0;
+  for (std::uint64_t seed = 1; seed <= 5; ++seed) {
+    options_.route.seed = options_.route.walker = seed;
+    std::vector<double> magnitude;
+    for (const EventRow& row : simulate(options_)) {
+      EXPECT_FALSE(std::holds_alternative<StepRow>(row));
+      const auto* sensor = std::get_if<SensorRow>(&row);
+      if (sensor == nullptr || sensor->event.type != ZUVDR_SENSOR_ACCELEROMETER) continue;
+      magnitude.push_back(Vector3d(sensor->event.values).norm());
+    }
+    EXPECT_NEAR(static_cast<double>(magnitude.size()) / 25.0, 315.0, 30.0);
+    for (std::size_t i = 50; i < magnitude.size(); i += 50) {  // windows of 2 s
+      const auto [low, high] = std::minmax_element(magnitude.begin() + static_cast<long>(i) - 50,
+                                                   magnitude.begin() + static_cast<long>(i));
+      still += *high - *low < 0.1;
+      swings += *high - *low > 3.0;
+    }
+  }
+  EXPECT_GT(still, 20);
+  EXPECT_GT(swings, 50);
+}
+
 TEST_F(Log, IsNotWrittenForACommandThatMakesNoSense) {
   for (const std::string arguments :
        {"fly", "walk --tunnel 20", "walk --mounting flat", "drive --carry hand",
-        "drive --mounting 1,2", "walk --cadence nan", "drive --latitude -5"}) {
+        "drive --mounting 1,2", "walk --cadence nan", "drive --latitude -5", "drive --walker 3",
+        "walk --road rough", "handling --carry pocket", "handling --mounting flat",
+        "walk --carry hat", "drive --road icy"}) {
     CLI::App app;
     add_simulate_command(app);
     EXPECT_THROW(app.parse("simulate " + arguments + " --out " + path("log")), CLI::ParseError);

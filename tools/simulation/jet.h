@@ -52,6 +52,21 @@ inline Jet cos(const Jet& a) {
   return {c, -s * a.rate, -s * a.curvature - c * a.rate * a.rate};
 }
 
+inline Jet exp(const Jet& a) {
+  const double e = std::exp(a.value);
+  return {e, e * a.rate, e * (a.curvature + a.rate * a.rate)};
+}
+
+// From one value to another along 10 s^3 - 15 s^4 + 6 s^5, s = elapsed / duration in [0, 1], which
+// has zero first and second derivatives at both ends.
+constexpr Jet blend(double elapsed, double duration, double from, double to) {
+  const double s = elapsed / duration, r = 1.0 - s;
+  const double change = to - from;
+  return {from + change * s * s * s * (10.0 - 15.0 * s + 6.0 * s * s),
+          change * 30.0 * s * s * r * r / duration,
+          change * 60.0 * s * r * (r - s) / (duration * duration)};
+}
+
 using Vector3 = std::array<double, 3>;
 using Matrix3 = std::array<Vector3, 3>;  // [row][column]
 using JetVector = std::array<Jet, 3>;

@@ -1,11 +1,12 @@
 #include "tools/simulation/scenario.h"
 
-#include <algorithm>
-#include <cmath>
 #include <numbers>
-#include <vector>
+#include <optional>
+#include <utility>
 
+#include "tools/simulation/handling.h"
 #include "tools/simulation/random.h"
+#include "tools/simulation/route_builder.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -15,82 +16,36 @@ constexpr double kDegree = kPi / 180.0;
 
 constexpr double kShortestTunnel = 1.0;  // s
 
-// The screen towards the face, or upright in a trouser pocket with the screen towards the thigh.
-Mounting carried(Carry carry) {
-  return carry == Carry::kHand ? Mounting{0.0, 30.0, 0.0} : Mounting{8.0, 80.0, 20.0};
+Mounting usual_mounting(Carry carry) {
+  switch (carry) {
+    case Carry::kHand:  // the screen towards the face
+      return {0.0, 30.0, 0.0};
+    case Carry::kWaist:
+      return {0.0, 80.0, 0.0};
+    case Carry::kBack:
+      return {0.0, 90.0, 0.0};
+    case Carry::kSwing:  // the screen towards the leg
+      return {-80.0, 10.0, 0.0};
+    case Carry::kJacket:
+      return {10.0, 70.0, -40.0};
+    case Carry::kPocket:
+      break;
+  }
+  return {8.0, 80.0, 20.0};  // upright in a trouser pocket, the screen towards the thigh
 }
 
-constexpr Mounting kGlance = {-20.0, 20.0, -30.0};
-
-// Writes down a route leg by leg, with the small variations of traffic.
-class RouteBuilder {
- public:
-  RouteBuilder(std::uint64_t seed, const Mounting& mounting) : seed_(seed), mounting_(mounting) {}
-
-  // The variations from here on depend on this name and the seed, not on what came before.
-  void section(const char* name) { random_ = RandomStream(seed_, name); }
-
-  void sky(Sky sky) { sky_ = sky; }
-  void carrier(Carrier carrier) { carrier_ = carrier; }
-
-  // Stands still for about this time, s.
-  void stand(double duration) { add(varied(duration, 0.1), 0.0, 0.0, 0.0); }
-
-  // Reaches about this speed, m/s, with about this mean acceleration, m/s^2.
-  void reach(double speed, double acceleration) {
-    const double target = varied(speed, 0.05);
-    const double duration = std::abs(target - speed_) / varied(acceleration, 0.15);
-    if (duration > 0.0) add(duration, target, 0.0, 0.0);
+Mounting carried(const RouteOptions& options) {
+  Mounting mounting = usual_mounting(options.carry);
+  if (options.walker == 0) return mounting;
+  RandomStream random(options.walker, "walker mounting");
+  for (double* angle : {&mounting.roll, &mounting.pitch, &mounting.yaw}) {
+    *angle += 12.0 * random.normal();
   }
-
-  // Keeps about the present speed for exactly `duration` s, in stretches of some 9 s whose course
-  // swings by at most `swing` rad and which, on the road, rise and fall.
-  void cruise(double duration, double swing) {
-    const double cruising = speed_;
-    const double hills = carrier_ == Carrier::kCar ? 0.025 : 0.0;
-    const int stretches = std::max(1, static_cast<int>(duration / 9.0));
-    for (int stretch = 1; stretch <= stretches; ++stretch) {
-      const double speed = varied(cruising, 0.06);
-      const double turn = swing * random_.uniform(-1.0, 1.0);
-      const double slope = hills * random_.uniform(-1.0, 1.0);
-      add(duration / stretches, speed, turn, stretch < stretches ? slope : 0.0);
-    }
-  }
-
-  // Turns by about this angle, rad clockwise, within about this time, s.
-  void turn(double angle, double duration) {
-    const double target = varied(angle, 0.08);
-    add(varied(duration, 0.1), speed_, target, 0.0);
-  }
-
-  // Takes the phone from one place to another, standing: a glance at it on the way.
-  void handle(const Mounting& mounting) {
-    for (const Mounting& way_point : {kGlance, mounting}) {
-      mounting_ = way_point;
-      add(varied(1.2, 0.1), 0.0, 0.0, 0.0);
-    }
-  }
-
-  std::vector<Leg> take() { return std::move(legs_); }
-
- private:
-  double varied(double value, double relative) {
-    return value * (1.0 + relative * random_.uniform(-1.0, 1.0));
-  }
-
-  void add(double duration, double speed, double turn, double slope) {
-    legs_.push_back({duration, speed, turn, slope, carrier_, sky_, mounting_});
-    speed_ = speed;
-  }
-
-  std::uint64_t seed_;
-  RandomStream random_{0, ""};
-  Mounting mounting_;
-  Carrier carrier_ = Carrier::kCar;
-  Sky sky_ = Sky::kOpen;
-  double speed_ = 0.0;
-  std::vector<Leg> legs_;
-};
+  const bool free = options.carry != Carry::kHand && options.carry != Carry::kSwing;
+  if (free && random.uniform() < 0.5) mounting.roll += 180.0;            // screen the other way
+  if (free && random.uniform() < 0.5) mounting.pitch = -mounting.pitch;  // upside down
+  return mounting;
+}
 
 // The blends of a leg are steepest in the middle: accelerations and rates of turn reach 1.9 times
 // their mean there.
@@ -123,7 +78,7 @@ void red_light(RouteBuilder& route, double duration) {
   route.stand(duration);
 }
 
-std::vector<Leg> drive(const RouteOptions& options) {
+Route drive(const RouteOptions& options) {
   RouteBuilder route(options.seed, options.car_mounting);
   route.section("town");
   route.stand(12.0);
@@ -166,6 +121,8 @@ std::vector<Leg> drive(const RouteOptions& options) {
   route.reach(12.0, 1.2);
   route.cruise(27.0, 5.0 * kDegree);
   park(route);
+  route.section("rough road");
+  if (options.road == Road::kRough) route.roughen_road(0.0, 1.0);
   return route.take();
 }
 
@@ -190,14 +147,71 @@ void stroll(RouteBuilder& route, double speed) {
   route.stand(8.0);
 }
 
-std::vector<Leg> walk(const RouteOptions& options, double speed) {
-  RouteBuilder route(options.seed, carried(options.carry));
+// The walk of a person with a mind of their own: halts, corners and ways back in any order.
+void ramble(RouteBuilder& route, double speed) {
+  constexpr double kDuration = 225.0;  // s, before the last halt
+  RandomStream& random = route.random();
+  const double set_off = random.uniform(0.8, 2.0);  // m/s^2
+  // To either side, by the angle in degrees, within the time in s. One draw per statement: the
+  // order of arguments is the compiler's.
+  const auto veer = [&](double least, double most, double shortest, double longest) {
+    const double side = random.uniform() < 0.5 ? -kDegree : kDegree;
+    const double angle = random.uniform(least, most);
+    route.turn(side * angle, random.uniform(shortest, longest));
+  };
+  const double end = route.time() + kDuration;
+  route.carrier(Carrier::kWalker);
+  route.holding(1.0);
+  route.stand(8.0);
+  route.reach(speed, set_off);
+  while (route.time() < end) {
+    route.cruise(random.uniform(6.0, 35.0), 15.0 * kDegree);
+    const double event = random.uniform();
+    if (event < 0.4) {
+      veer(40.0, 110.0, 1.5, 3.5);
+    } else if (event < 0.5) {
+      veer(170.0, 190.0, 2.0, 4.0);
+    } else if (event < 0.85) {
+      route.reach(0.0, set_off);
+      // Half the halts are not quite still: the weight goes to the other leg, the hand aside.
+      if (random.uniform() < 0.5) {
+        const auto size = [&random](double most) { return random.uniform(-most, most); };
+        route.move({.shape = Movement::Shape::kBump,
+                    .begin = route.time() + 0.3,
+                    .duration = random.uniform(0.6, 1.6),
+                    .offset = {size(0.08), size(0.06), size(0.04)},
+                    .turn = {size(0.15), size(0.15), size(0.25)}});
+      }
+      route.wait(random.uniform(2.0, 15.0));
+      if (random.uniform() < 0.5) {
+        veer(60.0, 180.0, 1.5, 4.0);
+      }
+      route.reach(speed, set_off);
+    } else {
+      route.reach(speed * random.uniform(0.9, 1.1), 0.5);
+    }
+  }
+  route.reach(0.0, set_off);
+  route.stand(8.0);
+  route.holding(0.0);
+}
+
+void walk_about(RouteBuilder& route, const RouteOptions& options, double speed) {
   route.section("walk");
-  stroll(route, speed);
+  if (options.walker == 0) {
+    stroll(route, speed);
+  } else {
+    ramble(route, speed);
+  }
+}
+
+Route walk(const RouteOptions& options, double speed) {
+  RouteBuilder route(options.seed, carried(options));
+  walk_about(route, options, speed);
   return route.take();
 }
 
-std::vector<Leg> mixed(const RouteOptions& options, double speed) {
+Route mixed(const RouteOptions& options, double speed) {
   RouteBuilder route(options.seed, options.car_mounting);
   const auto trip = [&route] {
     warm_up(route);
@@ -210,14 +224,15 @@ std::vector<Leg> mixed(const RouteOptions& options, double speed) {
   route.section("outward trip");
   route.stand(12.0);
   trip();
-  route.handle(carried(options.carry));
-  route.section("walk");
-  stroll(route, speed);
+  route.handle(carried(options));
+  walk_about(route, options, speed);
   route.carrier(Carrier::kCar);
   route.handle(options.car_mounting);
   route.section("homeward trip");
   route.stand(8.0);
   trip();
+  route.section("rough road");
+  if (options.road == Road::kRough) route.roughen_road(0.0, 1.0);
   return route.take();
 }
 
@@ -225,18 +240,22 @@ std::vector<Leg> mixed(const RouteOptions& options, double speed) {
 
 Trajectory make_trajectory(const RouteOptions& options) {
   const double course = RandomStream(options.seed, "course").uniform(-kPi, kPi);
-  const Gait gait(options.carry, options.cadence, options.seed);
+  const Gait gait(options.carry, options.cadence, options.walker, options.seed);
+  const auto along = [&](Route route, const Mounting& mounting, std::optional<Gait> walker) {
+    return Trajectory(std::move(route.legs), course, mounting, std::move(walker), options.seed,
+                      std::move(route.movements));
+  };
   switch (options.scenario) {
     case Scenario::kWalk:
-      return {walk(options, gait.walking_speed()), course, carried(options.carry), gait,
-              options.seed};
+      return along(walk(options, gait.walking_speed()), carried(options), gait);
     case Scenario::kMixed:
-      return {mixed(options, gait.walking_speed()), course, options.car_mounting, gait,
-              options.seed};
+      return along(mixed(options, gait.walking_speed()), options.car_mounting, gait);
+    case Scenario::kHandling:
+      return along(handling(options.seed, options.walker), kOnTable, std::nullopt);
     case Scenario::kDrive:
       break;
   }
-  return {drive(options), course, options.car_mounting, std::nullopt, options.seed};
+  return along(drive(options), options.car_mounting, std::nullopt);
 }
 
 }  // namespace zuvdr::tools

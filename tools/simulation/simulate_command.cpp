@@ -14,10 +14,16 @@
 namespace zuvdr::tools {
 namespace {
 
-const std::map<std::string, Scenario> kScenarios = {
-    {"drive", Scenario::kDrive}, {"walk", Scenario::kWalk}, {"mixed", Scenario::kMixed}};
+const std::map<std::string, Scenario> kScenarios = {{"drive", Scenario::kDrive},
+                                                    {"walk", Scenario::kWalk},
+                                                    {"mixed", Scenario::kMixed},
+                                                    {"handling", Scenario::kHandling}};
 
-const std::map<std::string, Carry> kCarries = {{"hand", Carry::kHand}, {"pocket", Carry::kPocket}};
+const std::map<std::string, Carry> kCarries = {
+    {"hand", Carry::kHand}, {"pocket", Carry::kPocket}, {"waist", Carry::kWaist},
+    {"back", Carry::kBack}, {"swing", Carry::kSwing},   {"jacket", Carry::kJacket}};
+
+const std::map<std::string, Road> kRoads = {{"smooth", Road::kSmooth}, {"rough", Road::kRough}};
 
 // Leaning back a little, as holders hold them.
 const std::map<std::string, Mounting> kMountings = {
@@ -70,6 +76,7 @@ void add_simulate_command(CLI::App& app) {
     std::string scenario;
     std::string mounting = "upright";
     std::string carry = "hand";
+    std::string road = "smooth";
     std::string out;
   };
   const auto arguments = std::make_shared<Arguments>();
@@ -77,7 +84,9 @@ void add_simulate_command(CLI::App& app) {
   RouteOptions& route = options.route;
 
   CLI::App* command = app.add_subcommand("simulate", "Write an event log of a simulated journey");
-  command->add_option("scenario", arguments->scenario, "drive, walk or mixed (drive, walk, drive)")
+  command
+      ->add_option("scenario", arguments->scenario,
+                   "drive, walk, mixed (drive, walk, drive) or handling (of a phone, nobody walks)")
       ->required()
       ->type_name("SCENARIO")
       ->check(CLI::IsMember(kScenarios).description(""));
@@ -95,14 +104,27 @@ void add_simulate_command(CLI::App& app) {
                        "how the phone lies in the car: flat, upright, landscape or ROLL,PITCH,YAW "
                        "in degrees")
           ->capture_default_str();
-  const CLI::Option* carry = command
-                                 ->add_option("--carry", arguments->carry,
-                                              "where the walker has the phone: hand or pocket")
-                                 ->check(CLI::IsMember(kCarries).description(""))
-                                 ->capture_default_str();
+  const CLI::Option* carry =
+      command
+          ->add_option("--carry", arguments->carry,
+                       "where the walker has the phone: hand, pocket, waist, back, "
+                       "swing (hand of a swinging arm) or jacket")
+          ->check(CLI::IsMember(kCarries).description(""))
+          ->capture_default_str();
   const CLI::Option* cadence = command->add_option("--cadence", route.cadence, "steps per second")
-                                   ->check(between(1.0, 2.6))
+                                   ->check(between(1.0, 3.0))
                                    ->capture_default_str();
+  const CLI::Option* walker =
+      command
+          ->add_option("--walker", route.walker,
+                       "who walks or handles the phone: 0 the average, any other number a person")
+          ->capture_default_str();
+  const CLI::Option* road =
+      command->add_option("--road", arguments->road, "under the car: smooth or rough")
+          ->check(CLI::IsMember(kRoads).description(""))
+          ->capture_default_str();
+  command->add_flag("--motion-only", options.motion_only,
+                    "accelerometer, gyroscope and steps, nothing else");
   command->add_option("--rate", options.rate, "of accelerometer and gyroscope, Hz")
       ->check(between(5.0, 500.0))
       ->capture_default_str();
@@ -127,15 +149,20 @@ void add_simulate_command(CLI::App& app) {
     const Scenario scenario = kScenarios.at(given.scenario);
     given.options.route.scenario = scenario;
     given.options.route.carry = kCarries.at(given.carry);
+    given.options.route.road = kRoads.at(given.road);
     const auto refuse = [](const CLI::Option* option, const char* reason) {
       if (option->count() > 0) throw CLI::ValidationError(option->get_name(), reason);
     };
     if (scenario != Scenario::kDrive) refuse(tunnel, "only a drive has a tunnel");
-    if (scenario == Scenario::kWalk) refuse(mounting, "a walk has no car");
-    if (scenario == Scenario::kDrive) {
-      refuse(carry, "nobody walks in a drive");
-      refuse(cadence, "nobody walks in a drive");
+    if (!has_car(scenario)) {
+      refuse(mounting, "there is no car");
+      refuse(road, "there is no car");
     }
+    if (!has_walk(scenario)) {
+      refuse(carry, "nobody walks");
+      refuse(cadence, "nobody walks");
+    }
+    if (scenario == Scenario::kDrive) refuse(walker, "nobody walks");
     given.options.route.car_mounting = parse_mounting(given.mounting);
     run(given.options, given.out);
   });

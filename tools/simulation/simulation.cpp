@@ -28,10 +28,13 @@ struct Vibration {
 // An idling engine is felt by the accelerometer and hardly by the gyroscope; the road by both. On
 // a walker it is the jolt of the footfalls beyond the modelled harmonics.
 Vibration vibration(const Kinematics& now) {
+  constexpr double kRatePerAcceleration = 0.06;  // rad/s per m/s^2
+  const double more = now.shaking, jolt = now.jolt * now.walking;
   if (now.carrier == Carrier::kCar) {
-    return {0.015 + 0.2 * now.roughness, 5e-5 + 0.012 * now.roughness};
+    return {0.015 + 0.2 * now.roughness + more,
+            5e-5 + 0.012 * now.roughness + kRatePerAcceleration * more};
   }
-  return {0.01 + 0.6 * now.walking, 2e-4 + 0.08 * now.walking};
+  return {0.01 + 0.6 * jolt + more, 2e-4 + 0.08 * jolt + kRatePerAcceleration * more};
 }
 
 // The field of a dipole along the earth's axis, uT; level axes.
@@ -48,7 +51,7 @@ class LogBuilder {
         frame_(options.latitude, options.longitude, kStartAltitude) {}
 
   std::vector<EventRow> build() {
-    add_truth();
+    if (!options_.motion_only) add_truth();
     add_steps();
     add_triaxial(
         ZUVDR_SENSOR_ACCELEROMETER, kAccelerometerErrors, "accelerometer", options_.rate,
@@ -58,13 +61,15 @@ class LogBuilder {
         ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, kGyroscopeErrors, "gyroscope", options_.rate,
         [](const Kinematics& now) { return now.rate; },
         [](const Vibration& level) { return level.rate; });
-    const Vector3 field = magnetic_field(options_.latitude);
-    add_triaxial(
-        ZUVDR_SENSOR_MAGNETOMETER_UNCALIBRATED, kMagnetometerErrors, "magnetometer",
-        options_.magnetometer_rate, [field](const Kinematics& now) { return now.to_body(field); },
-        [](const Vibration&) { return 0.0; });
-    add_pressure();
-    add_fixes();
+    if (!options_.motion_only) {
+      const Vector3 field = magnetic_field(options_.latitude);
+      add_triaxial(
+          ZUVDR_SENSOR_MAGNETOMETER_UNCALIBRATED, kMagnetometerErrors, "magnetometer",
+          options_.magnetometer_rate, [field](const Kinematics& now) { return now.to_body(field); },
+          [](const Vibration&) { return 0.0; });
+      add_pressure();
+      add_fixes();
+    }
     // Stable: rows of one moment stay in the order of the lines above.
     std::stable_sort(rows_.begin(), rows_.end(),
                      [](const Timed& a, const Timed& b) { return a.time_ns < b.time_ns; });
@@ -162,10 +167,30 @@ const char* name_of(Scenario scenario) {
       return "drive";
     case Scenario::kWalk:
       return "walk";
+    case Scenario::kHandling:
+      return "handling";
     case Scenario::kMixed:
       break;
   }
   return "mixed";
+}
+
+const char* name_of(Carry carry) {
+  switch (carry) {
+    case Carry::kHand:
+      return "hand";
+    case Carry::kWaist:
+      return "waist";
+    case Carry::kBack:
+      return "back";
+    case Carry::kSwing:
+      return "swing";
+    case Carry::kJacket:
+      return "jacket";
+    case Carry::kPocket:
+      break;
+  }
+  return "pocket";
 }
 
 }  // namespace
@@ -178,15 +203,19 @@ std::vector<std::string> describe(const SimulationOptions& options) {
   const RouteOptions& route = options.route;
   std::vector<std::string> lines = {
       fmt::format("source: simulated {}, seed {}", name_of(route.scenario), route.seed)};
-  if (route.scenario != Scenario::kWalk) {
+  const bool rides = has_car(route.scenario), walks = has_walk(route.scenario);
+  if (rides) {
     const Mounting& mounting = route.car_mounting;
     lines.push_back(fmt::format("mounting: roll {} pitch {} yaw {} degrees", mounting.roll,
                                 mounting.pitch, mounting.yaw));
   }
-  if (route.scenario != Scenario::kDrive) {
-    lines.push_back(fmt::format("carry: {}, {} steps per second",
-                                route.carry == Carry::kHand ? "hand" : "pocket", route.cadence));
+  if (rides && route.road == Road::kRough) lines.emplace_back("road: rough");
+  if (walks) {
+    lines.push_back(
+        fmt::format("carry: {}, {} steps per second", name_of(route.carry), route.cadence));
   }
+  if (route.walker != 0) lines.push_back(fmt::format("walker: {}", route.walker));
+  if (options.motion_only) return lines;
   lines.emplace_back(
       "truth: T rows hold the phone's position and velocity and the attitude of what carries it");
   return lines;

@@ -17,6 +17,7 @@ struct SimulationOptions {
   double magnetometer_rate = 10.0;  // Hz
   double pressure_rate = 5.0;       // Hz
   double latency = 0.15;            // mean delay of a fix, s, at most 0.4
+  bool motion_only = false;         // accelerometer, gyroscope and steps, nothing else
 };
 
 // The rows of the log in the order in which they are handed over. The same options give the same

@@ -26,6 +26,10 @@ constexpr double kPitching = 0.0018;  // rad rms
 constexpr double kRolling = 0.0018;   // rad rms
 constexpr double kHeaving = 0.0025;   // m rms
 
+// A hand held still, or a body that stands: breath, balance, attention.
+constexpr double kHandTurning = 0.015;  // rad rms
+constexpr double kHandMoving = 0.003;   // m rms
+
 constexpr double kNodeInterval = 0.05;  // s, at most, between stored positions
 
 template <class T>
@@ -69,19 +73,32 @@ Vector3 Kinematics::to_body(const Vector3& level) const {
 }
 
 Trajectory::Trajectory(std::vector<Leg> legs, double course, const Mounting& mounting,
-                       std::optional<Gait> gait, std::uint64_t seed)
+                       std::optional<Gait> gait, std::uint64_t seed,
+                       std::vector<Movement> movements)
     : legs_(std::move(legs)),
       gait_(std::move(gait)),
+      movements_(std::move(movements)),
       steering_(seed, "road steering", kSteering, 0.08, 0.6),
       pitching_(seed, "road pitching", kPitching, 0.25, 1.6),
       rolling_(seed, "road rolling", kRolling, 0.25, 1.6),
-      heaving_(seed, "road heaving", kHeaving, 0.7, 2.0) {
+      heaving_(seed, "road heaving", kHeaving, 0.7, 2.0),
+      hand_turning_{Wander(seed, "hand rolling", kHandTurning, 0.1, 0.8),
+                    Wander(seed, "hand pitching", kHandTurning, 0.1, 0.8),
+                    Wander(seed, "hand yawing", kHandTurning, 0.1, 0.8)},
+      hand_moving_{Wander(seed, "hand moving right", kHandMoving, 0.2, 1.2),
+                   Wander(seed, "hand moving forward", kHandMoving, 0.2, 1.2),
+                   Wander(seed, "hand moving up", kHandMoving, 0.2, 1.2)} {
   if (legs_.empty()) throw std::invalid_argument("a trajectory needs a leg");
-  Knot knot{0.0, 0.0, course, 0.0, mounting};
+  Knot knot{0.0, 0.0, course, 0.0, mounting, legs_.front().holding};
   knots_.push_back(knot);
   for (const Leg& leg : legs_) {
     if (!(leg.duration > 0.0)) throw std::invalid_argument("a leg needs a duration");
-    knot = {knot.time + leg.duration, leg.speed, knot.course + leg.turn, leg.slope, leg.mounting};
+    knot = {knot.time + leg.duration,
+            leg.speed,
+            knot.course + leg.turn,
+            leg.slope,
+            leg.mounting,
+            leg.holding};
     knots_.push_back(knot);
   }
   Vector3 position{};
@@ -109,14 +126,8 @@ std::size_t Trajectory::leg_index(double t) const {
   return static_cast<std::size_t>(after - knots_.begin()) - 1;
 }
 
-// 10 s^3 - 15 s^4 + 6 s^5 has zero first and second derivatives at both ends.
 Jet Trajectory::blend(std::size_t leg, double t, double from, double to) const {
-  const double duration = legs_[leg].duration;
-  const double s = (t - knots_[leg].time) / duration, r = 1.0 - s;
-  const double change = to - from;
-  return {from + change * s * s * s * (10.0 - 15.0 * s + 6.0 * s * s),
-          change * 30.0 * s * s * r * r / duration,
-          change * 60.0 * s * r * (r - s) / (duration * duration)};
+  return tools::blend(t - knots_[leg].time, legs_[leg].duration, from, to);
 }
 
 Trajectory::Path Trajectory::path(std::size_t leg, double t) const {
@@ -128,6 +139,9 @@ Trajectory::Path Trajectory::path(std::size_t leg, double t) const {
   if (legs_[leg].carrier == Carrier::kCar) {
     path.roughness = path.speed * reciprocal(path.speed + constant(kRoughSpeed));
     path.course = path.course + path.roughness * steering_.at(t);
+  } else if (gait_) {
+    const Jet pace = gait_->pace(t);  // steps lengthen with the pace
+    path.speed = path.speed * pace * pace;
   }
   return path;
 }
@@ -173,23 +187,42 @@ Kinematics Trajectory::at(double t) const {
   const double node_time = begin.time + static_cast<double>(node) * step;
   const Vector3 moved = t > node_time ? travelled(node_time, t) : Vector3{};
 
+  const bool in_car = leg.carrier == Carrier::kCar;
+  const Displacement displaced = displacement(movements_, t, in_car, roughness);
+  now.shaking = displaced.shaking;
+  now.jolt = 1.0;
   Jet roll, pitch, yaw = course;
-  JetVector offset{};
-  if (leg.carrier == Carrier::kCar) {
+  JetVector offset{};  // right, forward, up
+  if (in_car) {
     pitch = slope + kPitchPerAcceleration * derivative(speed) + roughness * pitching_.at(t);
     roll = roughness * rolling_.at(t) - kRollPerAcceleration * (speed * derivative(course));
     offset[2] = roughness * heaving_.at(t);
   } else if (gait_) {
-    const Jet activity = (1.0 / gait_->walking_speed()) * speed;
+    const Jet activity = (1.0 / gait_->walking_speed()) * blend(index, t, begin.speed, end.speed);
     const Gait::Motion motion = gait_->at(t, activity);
     now.walking = activity.value;
+    now.jolt = gait_->jolt();
     roll = motion.angles[0];
     pitch = motion.angles[1];
     yaw = course + motion.angles[2];
-    const auto& [right, forward, up] = motion.offset;
-    offset = {cos(course) * right + sin(course) * forward,
-              cos(course) * forward - sin(course) * right, up};
+    offset = motion.offset;
   }
+  roll = roll + displaced.angles[0];
+  pitch = pitch + displaced.angles[1];
+  yaw = yaw + displaced.angles[2];
+  for (std::size_t axis = 0; axis < 3; ++axis) offset[axis] = offset[axis] + displaced.offset[axis];
+  if (begin.holding > 0.0 || end.holding > 0.0) {
+    const Jet holding = blend(index, t, begin.holding, end.holding);
+    roll = roll + holding * hand_turning_[0].at(t);
+    pitch = pitch + holding * hand_turning_[1].at(t);
+    yaw = yaw + holding * hand_turning_[2].at(t);
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      offset[axis] = offset[axis] + holding * hand_moving_[axis].at(t);
+    }
+  }
+  const auto [right, forward, up] = offset;
+  offset = {cos(course) * right + sin(course) * forward,
+            cos(course) * forward - sin(course) * right, up};
   for (std::size_t axis = 0; axis < 3; ++axis) {
     now.position[axis] = nodes[node][axis] + moved[axis] + offset[axis].value;
     now.velocity[axis] = velocity[axis].value + offset[axis].rate;

@@ -5,6 +5,7 @@
 // constant gravity. The carrier's axes are x right, y forward, z up.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -12,6 +13,7 @@
 
 #include "tools/simulation/gait.h"
 #include "tools/simulation/jet.h"
+#include "tools/simulation/movement.h"
 #include "tools/simulation/wander.h"
 
 namespace zuvdr::tools {
@@ -39,6 +41,7 @@ struct Leg {
   Carrier carrier = Carrier::kCar;
   Sky sky = Sky::kOpen;
   Mounting mounting = {};  // reached at the end
+  double holding = 0.0;    // reached at the end: 0 lying or fixed, 1 swaying with hand or body
 };
 
 struct Kinematics {
@@ -52,6 +55,8 @@ struct Kinematics {
   Vector3 rate;            // phone axes, rad/s
   double roughness;        // of the road: 0 at rest or on foot, 1 driving
   double walking;          // 0 not walking, 1 walking
+  double jolt;             // of the footfalls: 1 the average walker's
+  double shaking;          // by passing movements, m/s^2 rms
   Carrier carrier;
   Sky sky;
 
@@ -61,9 +66,10 @@ struct Kinematics {
 class Trajectory {
  public:
   // Begins at rest with this course (rad, clockwise from north). The gait moves the phone on the
-  // walker's legs, in proportion to the speed; without one walkers glide. The seed shapes the road.
+  // walker's legs, in proportion to the speed; without one walkers glide. The seed shapes the road
+  // and the sway of the hand.
   Trajectory(std::vector<Leg> legs, double course, const Mounting& mounting,
-             std::optional<Gait> gait, std::uint64_t seed);
+             std::optional<Gait> gait, std::uint64_t seed, std::vector<Movement> movements = {});
 
   double duration() const;  // s
 
@@ -79,6 +85,7 @@ class Trajectory {
     double time;
     double speed, course, slope;
     Mounting mounting;
+    double holding;
   };
 
   std::size_t leg_index(double t) const;
@@ -95,7 +102,9 @@ class Trajectory {
   std::vector<Leg> legs_;
   std::vector<Knot> knots_;  // one more than legs
   std::optional<Gait> gait_;
+  std::vector<Movement> movements_;
   Wander steering_, pitching_, rolling_, heaving_;
+  std::array<Wander, 3> hand_turning_, hand_moving_;  // rad, m
   std::vector<std::vector<Vector3>> nodes_;  // by leg: positions at equal steps from its start
 };
 
