@@ -1,8 +1,18 @@
 #include "tools/engine_probe.h"
 
-#include "engine/insZuAlgo.h"
-
 namespace zuvdr::tools {
+namespace {
+
+// The gate of pdr/step_state_machine.cpp, which computes the time since it was shut, as float32,
+// only in epochs that can show a hit.
+bool gate_open(const sns_oem_step_detector_inst_state& detector, std::int64_t time_ns) {
+  constexpr float kShortestGate = 2e8f;  // ns
+  const std::uint64_t elapsed =
+      static_cast<std::uint64_t>(time_ns) - static_cast<std::uint64_t>(detector.gate_time);
+  return static_cast<float>(elapsed) > kShortestGate;
+}
+
+}  // namespace
 
 EngineProbe probe_engine() {
   const insZuAlgo& engine = *minsZuAlgo;
@@ -16,17 +26,32 @@ EngineProbe probe_engine() {
           .total_steps = engine.step_detector.total_steps};
 }
 
-std::optional<DetectedEpoch> detect_steps(const SensorData& event) {
+std::optional<SensorEpoch> pair_epoch(const SensorData& event) {
   if (minsZuAlgo->DataSort(event) == 0) return std::nullopt;
-  SensorEpoch epoch = minsZuAlgo->epoch_queue.front();
+  const SensorEpoch epoch = minsZuAlgo->epoch_queue.front();
   minsZuAlgo->epoch_queue.pop_front();
+  return epoch;
+}
+
+std::optional<DetectedEpoch> detect_steps(const SensorData& event) {
+  std::optional<SensorEpoch> epoch = pair_epoch(event);
+  if (!epoch) return std::nullopt;
   sns_oem_step_detector_inst_state& detector = minsZuAlgo->step_detector;
-  sns_oem_step_detector_StateMachine(static_cast<unsigned long long>(epoch.time_ns), epoch.acc,
-                                     epoch.gyr, &detector);
-  return DetectedEpoch{.time_ns = epoch.time_ns,
-                       .step = detector.step_flag != 0,
+  sns_oem_step_detector_StateMachine(static_cast<unsigned long long>(epoch->time_ns), epoch->acc,
+                                     epoch->gyr, &detector);
+  const int newest = (detector.nets_ready != 0 ? kStepWindow : detector.sample_count) - 1;
+  return DetectedEpoch{.time_ns = epoch->time_ns,
                        .bout_steps = detector.bout_step_count,
-                       .total_steps = detector.total_steps};
+                       .total_steps = detector.total_steps,
+                       .acc = detector.acc_window[newest],
+                       .gyr = detector.gyr_window[newest],
+                       .acc_score = detector.acc_score,
+                       .gyr_score = detector.gyr_score,
+                       .scored = detector.nets_ready != 0,
+                       .acc_hit = detector.acc_hit != 0,
+                       .gyr_hit = detector.gyr_hit != 0,
+                       .gate_open = gate_open(detector, epoch->time_ns),
+                       .step = detector.step_flag != 0};
 }
 
 }  // namespace zuvdr::tools

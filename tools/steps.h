@@ -1,26 +1,76 @@
-// The step detector alone over a log, for walks that were recorded without fixes.
+// The step detector alone over logs of walks that were recorded without fixes.
 #pragma once
 
 #include <cstdint>
-#include <optional>
+#include <functional>
+#include <limits>
+#include <span>
 #include <string>
+#include <vector>
+
+#include "tools/step_matching.h"
 
 namespace zuvdr::tools {
 
-// All of them counted in the same part of the log: its header "span_s", where the reference is
-// complete, or else the whole log; never the first 6 s, in which the detector's band-pass still
-// settles on gravity.
-struct StepCounts {
-  double seconds = 0.0;         // length of that part
-  std::int64_t steps = 0;       // declared by the detector
-  std::int64_t bouts = 0;       // with a counted step
-  std::int64_t confirmed = 0;   // steps of bouts that reached ten
-  std::int64_t reference = -1;  // P rows; -1 in a log without
-  std::int64_t skipped = 0;     // malformed rows passed over
+// What the detector made of one log. Times in s from the first sensor event.
+struct WalkLog {
+  std::string path;
+  std::string subject, position, activity;  // headers; empty when the log has none
+  // All steps. What counts is the part that the header "span_s" names, where the reference is
+  // complete, else the whole log; never the seconds in which the detector's band-pass settles.
+  StepSeries steps;
+  std::vector<std::int32_t> bout_steps;  // for each declared step its number in its bout
+  double last_epoch = 0.0;
+  bool has_reference = false;  // P rows
+  std::int64_t skipped = 0;    // malformed rows passed over
+  std::string scores;          // when asked for: CSV rows, one for each epoch
 };
 
-// Runs the detector in a child process: its filters keep their state for the life of a process, so
-// that one log would colour the first seconds of the next. Throws EventLogError as the reader does.
-StepCounts count_steps(const std::string& path, bool lenient);
+inline constexpr const char* kScoreColumns =
+    "log,time_s,acc,gyr,acc_score,gyr_score,acc_hit,gyr_hit,gate_open,step,reference";
+
+struct WalkReading {
+  bool lenient = false;  // pass over malformed rows
+  bool scores = false;
+};
+
+// Runs the detector over the logs and hands each to `visit`, in order. Every log is read in a child
+// process, since the filters keep their state for the life of a process and one log would colour
+// the first seconds of the next; two run at a time. Throws EventLogError as the reader does, after
+// the logs before the bad one have been visited.
+void read_walks(std::span<const std::string> paths, const WalkReading& reading,
+                const std::function<void(WalkLog&&)>& visit);
+
+struct StepTotals {
+  std::int64_t logs = 0;
+  double seconds = 0.0;        // of the part that counts
+  std::int64_t steps = 0;      // declared
+  std::int64_t bouts = 0;      // with a counted step
+  std::int64_t confirmed = 0;  // steps of bouts that reached ten
+
+  StepTotals& operator+=(const StepTotals& other);
+};
+
+// Figures of one log, or of several added up. Those that do not apply are NaN.
+struct StepFigures {
+  StepTotals with_reference, without_reference;
+  std::int64_t longest_bout = 0;       // counted steps
+  std::int64_t reference = 0;          // P rows
+  std::vector<double> step_intervals;  // between steps of one bout, s
+  StepAgreement agreement;
+  std::vector<double> count_errors;  // one for each log with reference steps
+  // s, of the logs with reference; NaN once logs of different latency have been added up.
+  double latency = std::numeric_limits<double>::quiet_NaN();
+
+  StepFigures& operator+=(const StepFigures& other);
+  StepTotals total() const;
+  double excess() const;            // confirmed over reference steps, less 1
+  double cadence() const;           // one over the median interval, 1/s
+  double steps_per_minute() const;  // declared in logs without reference
+  double count_error() const;       // mean over the logs
+};
+
+// The latency (s) counts in logs with reference only.
+StepFigures step_figures(const WalkLog& log, double latency);
 
 }  // namespace zuvdr::tools

@@ -1,88 +1,282 @@
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <stdexcept>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tools/commands.h"
+#include "tools/progress_bar.h"
 #include "tools/steps.h"
 
 namespace zuvdr::tools {
 namespace {
 
+using Json = nlohmann::ordered_json;
+
 struct Options {
   std::vector<std::string> logs;
+  std::string by = "folder";
+  std::string json;
+  std::string scores;
+  bool summary = false;
   bool lenient = false;
 };
 
-class Table {
+class OutputFile {
  public:
-  explicit Table(std::size_t name_width) : name_width_(name_width) {
-    fmt::print("{:<{}} {:>9} {:>7} {:>6} {:>10} {:>10} {:>8}\n", "log", name_width_, "seconds",
-               "steps", "bouts", "confirmed", "reference", "excess");
+  explicit OutputFile(std::string path) : path_(std::move(path)) {
+    errno = 0;
+    file_.open(path_, std::ios::binary | std::ios::trunc);
+    check("open");
   }
 
-  void add(const std::string& name, const StepCounts& counts) {
-    print(name, counts, counts.confirmed);
-    ++logs_;
-    total_.seconds += counts.seconds;
-    total_.steps += counts.steps;
-    total_.bouts += counts.bouts;
-    total_.confirmed += counts.confirmed;
-    if (counts.reference >= 0) {
-      total_.reference = std::max<std::int64_t>(total_.reference, 0) + counts.reference;
-      confirmed_with_reference_ += counts.confirmed;
-    }
-    // The table grows as the logs are counted.
-    std::fflush(stdout);
-  }
-
-  // The total compares only logs that have a reference.
-  void finish() const {
-    if (logs_ > 1) print(fmt::format("{} logs", logs_), total_, confirmed_with_reference_);
+  void put(std::string_view text) {
+    errno = 0;
+    file_.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+    check("write");
   }
 
  private:
-  void print(const std::string& name, const StepCounts& counts, std::int64_t compared) const {
-    const bool known = counts.reference >= 0;
-    const double reference = static_cast<double>(counts.reference);
-    const std::string excess =
-        counts.reference > 0
-            ? fmt::format("{:+.1f} %",
-                          100.0 * (static_cast<double>(compared) - reference) / reference)
-            : "-";
-    fmt::print("{:<{}} {:>9.1f} {:>7} {:>6} {:>10} {:>10} {:>8}\n", name, name_width_,
-               counts.seconds, counts.steps, counts.bouts, counts.confirmed,
-               known ? std::to_string(counts.reference) : "-", excess);
+  void check(const char* what) const {
+    if (file_) return;
+    throw std::runtime_error(fmt::format("{}: cannot {}: {}", path_, what, std::strerror(errno)));
   }
 
-  std::size_t name_width_;
-  int logs_ = 0;
-  StepCounts total_;
-  std::int64_t confirmed_with_reference_ = 0;
+  std::string path_;
+  std::ofstream file_;
 };
 
-void run(const Options& options) {
-  const auto name = [](const std::string& log) {
-    return std::filesystem::path(log).filename().string();
-  };
-  std::size_t width = 8;
-  for (const std::string& log : options.logs) width = std::max(width, name(log).size());
-  Table table(width);
-  for (const std::string& log : options.logs) {
-    const StepCounts counts = count_steps(log, options.lenient);
-    table.add(name(log), counts);
-    if (counts.skipped > 0) {
-      fmt::print(stderr, "{}: {} malformed rows skipped\n", log, counts.skipped);
+// A figure of the table and of the JSON file.
+struct Column {
+  const char* key;
+  const char* heading[2];
+  int width;
+  int decimals;
+  double (*value)(const StepFigures&);
+};
+
+double count(std::int64_t n) {
+  return static_cast<double>(n);
+}
+
+using Figures = const StepFigures&;
+
+double reference_steps(Figures f) {
+  return f.with_reference.logs > 0 ? count(f.reference) : std::nan("");
+}
+
+constexpr Column kColumns[] = {
+    {"seconds", {"", "seconds"}, 8, 1, [](Figures f) { return f.total().seconds; }},
+    {"steps", {"", "steps"}, 6, 0, [](Figures f) { return count(f.total().steps); }},
+    {"bouts", {"", "bouts"}, 6, 0, [](Figures f) { return count(f.total().bouts); }},
+    {"confirmed", {"con-", "firmed"}, 7, 0, [](Figures f) { return count(f.total().confirmed); }},
+    {"reference", {"refer-", "ence"}, 7, 0, reference_steps},
+    {"excess", {"excess", "%"}, 7, 1, [](Figures f) { return f.excess(); }},
+    {"cadence", {"cadence", "1/s"}, 8, 2, [](Figures f) { return f.cadence(); }},
+    {"longest_bout", {"longest", "bout"}, 8, 0, [](Figures f) { return count(f.longest_bout); }},
+    {"steps_per_minute", {"per", "min"}, 6, 1, [](Figures f) { return f.steps_per_minute(); }},
+    {"latency", {"latency", "s"}, 8, 3, [](Figures f) { return f.latency; }},
+    {"f1", {"", "F1"}, 6, 3, [](Figures f) { return f.agreement.f1(); }},
+    {"recall", {"", "recall"}, 7, 3, [](Figures f) { return f.agreement.recall(); }},
+    {"precision", {"preci-", "sion"}, 7, 3, [](Figures f) { return f.agreement.precision(); }},
+    {"count_error", {"error", "%"}, 6, 1, [](Figures f) { return f.count_error(); }},
+};
+
+void print_row(const std::string& name, std::size_t name_width, const StepFigures& figures) {
+  std::string line = fmt::format("{:<{}}", name, name_width);
+  for (const Column& column : kColumns) {
+    const double shown = column.value(figures) * (*column.heading[1] == '%' ? 100.0 : 1.0);
+    const std::string cell =
+        std::isfinite(shown) ? fmt::format("{:.{}f}", shown, column.decimals) : "-";
+    line += fmt::format("{:>{}}", cell, column.width);
+  }
+  fmt::print("{}\n", line);
+}
+
+void print_heading(std::size_t name_width) {
+  for (const int i : {0, 1}) {
+    std::string line = fmt::format("{:<{}}", i == 0 ? "" : "log", name_width);
+    for (const Column& column : kColumns) {
+      line += fmt::format("{:>{}}", column.heading[i], column.width);
+    }
+    fmt::print("{}\n", line);
+  }
+}
+
+void add_figures(Json& json, const StepFigures& figures) {
+  for (const Column& column : kColumns) {
+    const double value = column.value(figures);
+    Json& field = json[column.key];  // null
+    if (!std::isfinite(value)) continue;
+    if (column.decimals == 0) {
+      field = static_cast<std::int64_t>(value);
+    } else {
+      field = value;
     }
   }
-  table.finish();
+  json["compared"] = figures.agreement.declared;
+  json["matched"] = figures.agreement.matched;
+}
+
+std::string folder_of(const WalkLog& walk) {
+  const std::string folder =
+      std::filesystem::path(walk.path).parent_path().lexically_normal().string();
+  return folder.empty() ? "." : folder;
+}
+
+struct Walk {
+  WalkLog log;
+  StepFigures figures;
+};
+
+struct Group {
+  std::string name;
+  std::string label;  // short
+  std::vector<const Walk*> walks;
+  StepFigures figures;
+};
+
+std::vector<Walk> evaluate(std::vector<WalkLog> logs) {
+  std::map<std::string, std::vector<StepSeries>> referenced;
+  for (const WalkLog& log : logs) {
+    if (log.has_reference) referenced[folder_of(log)].push_back(log.steps);
+  }
+  std::map<std::string, double> latencies;
+  for (const auto& [folder, series] : referenced) latencies[folder] = median_latency(series);
+  std::vector<Walk> walks;
+  for (WalkLog& log : logs) {
+    const StepFigures figures = step_figures(log, latencies[folder_of(log)]);
+    walks.push_back({std::move(log), figures});
+  }
+  return walks;
+}
+
+Group new_group(const WalkLog& log, const std::string& by) {
+  Group group;
+  if (by == "folder") {
+    const std::filesystem::path folder = folder_of(log);
+    group.name = folder.string();
+    group.label = (folder.parent_path().filename() / folder.filename()).string();
+  } else {
+    group.name = by == "subject" ? log.subject : by == "position" ? log.position : log.activity;
+    group.label = group.name.empty() ? "no " + by : group.name;
+  }
+  return group;
+}
+
+// In the order in which they begin.
+std::vector<Group> grouped(const std::vector<Walk>& walks, const std::string& by) {
+  std::vector<Group> groups;
+  for (const Walk& walk : walks) {
+    Group group = new_group(walk.log, by);
+    auto known = std::ranges::find(groups, group.name, &Group::name);
+    if (known == groups.end()) known = groups.insert(known, std::move(group));
+    known->walks.push_back(&walk);
+    known->figures += walk.figures;
+  }
+  for (Group& group : groups) group.label += fmt::format(" ({})", group.walks.size());
+  return groups;
+}
+
+std::string file_name(const WalkLog& log) {
+  return std::filesystem::path(log.path).filename().string();
+}
+
+void print_table(const std::vector<Group>& groups, const StepFigures& total, bool summary) {
+  std::size_t width = 10;
+  for (const Group& group : groups) {
+    width = std::max(width, group.label.size());
+    if (summary) continue;
+    for (const Walk* walk : group.walks) width = std::max(width, file_name(walk->log).size());
+  }
+  print_heading(width);
+  for (const Group& group : groups) {
+    for (const Walk* walk : group.walks) {
+      if (!summary) print_row(file_name(walk->log), width, walk->figures);
+    }
+    if (summary || groups.size() > 1) print_row(group.label, width, group.figures);
+    if (!summary && groups.size() > 1) fmt::print("\n");
+  }
+  const std::int64_t logs = total.total().logs;
+  if (logs > 1 && (!summary || groups.size() > 1)) {
+    print_row(fmt::format("{} logs", logs), width, total);
+  }
+  std::fflush(stdout);
+}
+
+void write_json(OutputFile& file, const std::vector<Walk>& walks, const std::vector<Group>& groups,
+                const StepFigures& total, const std::string& by) {
+  Json json{{"logs", Json::array()}, {"by", by}, {"groups", Json::array()}};
+  for (const auto& [log, figures] : walks) {
+    Json entry{{"log", log.path},          {"folder", folder_of(log)},   {"subject", log.subject},
+               {"position", log.position}, {"activity", log.activity},   {"from", log.steps.from},
+               {"to", log.steps.to},       {"skipped_rows", log.skipped}};
+    add_figures(entry, figures);
+    entry["step_times"] = log.steps.declared;
+    json["logs"].push_back(std::move(entry));
+  }
+  for (const Group& group : groups) {
+    Json entry{{"name", group.name}, {"logs", group.walks.size()}};
+    add_figures(entry, group.figures);
+    json["groups"].push_back(std::move(entry));
+  }
+  json["total"] = {{"logs", walks.size()}};
+  add_figures(json["total"], total);
+  // Names of files need not be UTF-8.
+  file.put(json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n');
+}
+
+void run(const Options& options) {
+  std::optional<OutputFile> json, scores;
+  if (!options.json.empty()) json.emplace(options.json);
+  if (!options.scores.empty()) {
+    scores.emplace(options.scores).put(fmt::format("{}\n", kScoreColumns));
+  }
+  std::vector<WalkLog> logs;
+  const auto report = [&] {
+    const std::vector<Walk> walks = evaluate(std::move(logs));
+    const std::vector<Group> groups = grouped(walks, options.by);
+    StepFigures total;
+    for (const Walk& walk : walks) total += walk.figures;
+    print_table(groups, total, options.summary);
+    if (json) write_json(*json, walks, groups, total, options.by);
+    for (const Walk& walk : walks) {
+      if (walk.log.skipped == 0) continue;
+      fmt::print(stderr, "{}: {} malformed rows skipped\n", walk.log.path, walk.log.skipped);
+    }
+  };
+  try {
+    ProgressBar bar;
+    const bool terminal = isatty(STDERR_FILENO) == 1;
+    read_walks(options.logs, {.lenient = options.lenient, .scores = scores.has_value()},
+               [&](WalkLog&& log) {
+                 if (scores) scores->put(std::exchange(log.scores, {}));
+                 logs.push_back(std::move(log));
+                 if (terminal) bar.show(count(std::ssize(logs)) / count(std::ssize(options.logs)));
+               });
+  } catch (...) {
+    // The logs before the bad one are not lost.
+    report();
+    throw;
+  }
+  report();
 }
 
 }  // namespace
@@ -93,21 +287,31 @@ void add_steps_command(CLI::App& app) {
   const auto options = std::make_shared<Options>();
   command->add_option("LOG", options->logs, "Event logs, plain or gzip; - for standard input")
       ->required();
+  command->add_flag("--summary", options->summary, "Print the lines of the groups only");
+  command
+      ->add_option("--by", options->by, "Group the logs by folder or by their header of that name")
+      ->check(CLI::IsMember({"folder", "subject", "position", "activity"}))
+      ->capture_default_str();
+  command->add_option("--json", options->json,
+                      "File for all figures and for the times of the steps");
+  command->add_option("--scores", options->scores,
+                      "CSV file for the detector's scores and answers, one row per epoch");
   command->add_flag("--lenient", options->lenient,
                     "Skip and count malformed rows instead of stopping at the first");
   command->footer(
-      "Fixes are not needed. steps: declared by the detector; confirmed: those of bouts that "
-      "reached\n"
-      "ten steps, as the engine's total counts them (but fixes too slow or too fast for a walk end "
-      "a\n"
-      "bout there); reference: P rows; excess: confirmed over reference.\n"
-      "Everything is counted in the part of the log that its header \"# span_s: FROM TO\" names\n"
-      "(seconds from the first sensor event), else in all of it, but never in the first 6 s, in "
-      "which\n"
-      "the detector's filter settles.\n"
+      "Fixes are not needed. What counts is the part of a log that its header \"# span_s: FROM\n"
+      "TO\" names (seconds from the first sensor event), else all of it, but never the first\n"
+      "6 s, in which the detector's filter settles.\n"
+      "\n"
+      "steps: declared by the detector; confirmed: those of bouts that reached ten;\n"
+      "reference: P rows; excess: confirmed over reference; cadence: of the median step;\n"
+      "per min: in logs without P rows. With P rows, declared steps less the latency (one for\n"
+      "each folder) are matched with them, at most 0.25 s apart: F1, recall, precision, and\n"
+      "the error of the count, for groups the mean over their logs. docs/steps.md tells more,\n"
+      "and the columns of the files.\n"
       "\n"
       "Example:\n"
-      "  zuvdr steps walks/*.csv.gz");
+      "  zuvdr steps walks/*.csv.gz --json walks.json");
   command->callback([options] { run(*options); });
 }
 
