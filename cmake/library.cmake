@@ -1,3 +1,7 @@
+# Other weights of the step networks, as scripts/make-step-tables writes them.
+set(ZUVDR_STEP_TABLES "${PROJECT_SOURCE_DIR}/pdr/step_tables.cpp"
+    CACHE FILEPATH "Source of the step networks' weights")
+
 # The product: libZuVDR. Nothing but the standard library and libm behind it.
 add_library(ZuVDR SHARED
   engine/exports.cpp
@@ -23,7 +27,7 @@ add_library(ZuVDR SHARED
   pdr/step_length.cpp
   pdr/step_networks.cpp
   pdr/step_state_machine.cpp
-  pdr/step_tables.cpp)
+  ${ZUVDR_STEP_TABLES})
 target_include_directories(ZuVDR
   PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>
   PRIVATE ${PROJECT_SOURCE_DIR})

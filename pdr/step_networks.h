@@ -1,5 +1,5 @@
 // Two small feed-forward networks that score the step detector's windows of band-passed samples.
-// A score below its threshold (pdr/step_detector.cpp) means "looks like a step". Everything is
+// A score below its threshold (pdr/step_state_machine.h) means "looks like a step". Everything is
 // float32 and unnormalised. The layers are static buffers: evaluations may not overlap.
 #pragma once
 

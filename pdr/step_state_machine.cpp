@@ -18,7 +18,6 @@ namespace {
 
 using State = sns_oem_step_detector_inst_state;
 
-constexpr float kPeak = 0.5f;                       // m/s^2 and rad/s
 constexpr std::int32_t kHoldoff = 6;                // calls, 0.24 s
 constexpr std::int32_t kRefractory = 6;             // calls, 0.24 s
 constexpr std::uint64_t kShortestGate = 200000001;  // ns
@@ -100,15 +99,6 @@ void note_step(State& state, std::uint64_t t) {
   }
 }
 
-// The newest sample has no part in the strength of the window, as it is never a peak or a valley.
-float strength(const State& state) {
-  float strongest = state.acc_window[0];
-  for (int i = 1; i < kStepWindow - 1; ++i) {
-    if (state.acc_window[i] > strongest) strongest = state.acc_window[i];
-  }
-  return strongest;
-}
-
 // The tenth step of a bout confirms the nine before it; a shorter bout adds nothing.
 void confirm_steps(State& state) {
   if (!state.step_flag) return;
@@ -147,7 +137,15 @@ bool has_peak_and_valley(const float (&w)[kStepWindow], float valley_threshold) 
       break;
     }
   }
-  return peak > kPeak && valley < valley_threshold;
+  return peak > kStepPeak && valley < valley_threshold;
+}
+
+float window_strength(const float (&acc_window)[kStepWindow]) {
+  float strongest = acc_window[0];
+  for (int i = 1; i < kStepWindow - 1; ++i) {
+    if (acc_window[i] > strongest) strongest = acc_window[i];
+  }
+  return strongest;
 }
 
 bool StepStateMachine::take_samples(const float acc[3], const float gyr[3], State& state) {
@@ -177,7 +175,7 @@ void StepStateMachine::decide(std::uint64_t t, State& state) {
   search(state.acc_window, kAccValley, acc_allowed, state.acc_hit, state.acc_holdoff);
   search(state.gyr_window, kGyrValley, gyr_allowed, state.gyr_hit, state.gyr_holdoff);
   update_gate(state, t, acc_allowed, gyr_allowed);
-  if ((state.acc_hit || state.gyr_hit) && strength(state) > kPeak &&
+  if ((state.acc_hit || state.gyr_hit) && window_strength(state.acc_window) > kStepPeak &&
       state.gate_elapsed >= kShortestGate && refractory_ == 0) {
     note_step(state, t);
     refractory_ = kRefractory;

@@ -13,6 +13,7 @@ namespace zuvdr {
 inline constexpr double kAccScoreThreshold = 0.4;
 inline constexpr double kGyrScoreThreshold = 0.3;
 
+inline constexpr float kStepPeak = 0.5f;    // m/s^2 and rad/s
 inline constexpr float kAccValley = -0.5f;  // m/s^2
 inline constexpr float kGyrValley = -0.3f;  // rad/s
 
@@ -21,6 +22,10 @@ inline constexpr float kGyrValley = -0.3f;  // rad/s
 // valley is the first interior local minimum after it (without one, the peak). The newest sample is
 // never either.
 bool has_peak_and_valley(const float (&window)[kStepWindow], float valley_threshold);
+
+// The greatest sample of the accelerometer window but the newest; a step needs one above kStepPeak,
+// whichever sensor shows it.
+float window_strength(const float (&acc_window)[kStepWindow]);
 
 // One epoch is take_samples, then the scores, then decide.
 class StepStateMachine {

@@ -34,8 +34,8 @@ struct StepAgreement {
   double count_error() const;  // |declared / reference - 1|
 };                             // ratios are NaN when their denominator is 0
 
-// The latency (s, 0.2 to 0.8) by which declared steps follow reference steps: the median over the pairs
-// that match under the shift under which most do. One figure for walks of one kind.
+// The latency (s, 0.2 to 0.8) by which declared steps follow reference steps: the median over the
+// pairs that match under the shift under which most do. One figure for walks of one kind.
 double median_latency(std::span<const StepSeries> walks);
 
 // Pairs declared steps, less the latency, with reference steps one to one, at most 0.25 s apart, as

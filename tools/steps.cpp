@@ -38,19 +38,6 @@ constexpr int kConfirmedBout = 10;  // steps
 constexpr std::size_t kChildrenAtOnce = 2;
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
-void set_counted_span(WalkLog& log, const std::string& header) {
-  if (header.empty()) return;
-  const std::size_t blank = header.find(' ');
-  try {
-    const std::string_view text = header;
-    const auto from = read_number<double>("span_s", trim(text.substr(0, blank)));
-    log.steps.to = read_number<double>("span_s", trim(text.substr(std::min(blank, text.size()))));
-    log.steps.from = std::max(from, kSettling);
-  } catch (const FieldError& error) {
-    throw EventLogError(fmt::format("{}: header {}", log.path, error.what));
-  }
-}
-
 std::string csv_field(const std::string& text) {
   if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
   std::string quoted = "\"";
@@ -117,7 +104,7 @@ WalkLog read_in_this_process(const std::string& path, const WalkReading& reading
   log.subject = reader.header("subject");
   log.position = reader.header("position");
   log.activity = reader.header("activity");
-  set_counted_span(log, reader.header("span_s"));
+  set_counted_part(log.steps, path, reader.header("span_s"));
   log.scores = score_rows(path, epochs, times, log.steps.reference);
   return log;
 }
@@ -209,6 +196,19 @@ double ratio(std::int64_t part, std::int64_t whole) {
 }
 
 }  // namespace
+
+void set_counted_part(StepSeries& steps, const std::string& path, const std::string& header) {
+  if (header.empty()) return;
+  const std::size_t blank = std::min(header.find(' '), header.size());
+  try {
+    const std::string_view text = header;
+    const auto from = read_number<double>("span_s", trim(text.substr(0, blank)));
+    steps.to = read_number<double>("span_s", trim(text.substr(blank)));
+    steps.from = std::max(from, kSettling);
+  } catch (const FieldError& error) {
+    throw EventLogError(fmt::format("{}: header {}", path, error.what));
+  }
+}
 
 void read_walks(std::span<const std::string> paths, const WalkReading& reading,
                 const std::function<void(WalkLog&&)>& visit) {

@@ -34,6 +34,10 @@ struct WalkReading {
   bool scores = false;
 };
 
+// Takes the part that counts from the text of the header "span_s: FROM TO"; empty leaves it alone.
+// Throws EventLogError.
+void set_counted_part(StepSeries& steps, const std::string& path, const std::string& header);
+
 // Runs the detector over the logs and hands each to `visit`, in order. Every log is read in a child
 // process, since the filters keep their state for the life of a process and one log would colour
 // the first seconds of the next; two run at a time. Throws EventLogError as the reader does, after

@@ -1,0 +1,69 @@
+// The two step networks as they are trained (LibTorch); pdr/step_networks.cpp evaluates them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "training/targets.h"
+
+namespace zuvdr::training {
+
+enum class Sensor { kAccelerometer, kGyroscope };
+
+// Windows of band-passed samples with what the network is to make of them.
+struct Examples {
+  std::vector<float> windows;  // kStepWindow samples each, oldest first
+  std::vector<float> targets;  // 0 or 1
+  std::vector<float> weights;
+
+  std::size_t size() const { return targets.size(); }
+  // Appends the windows of a signal whose targets have a weight.
+  void add(std::span<const float> signal, const Targets& targets);
+};
+
+struct TrainingOptions {
+  std::uint64_t seed = 1;
+  int passes = 12;  // over all examples
+  std::int64_t batch = 1024;
+  double rate = 4e-3;   // greatest learning rate
+  double gain = 0.2;    // augmentation: logarithm of the window's factor, 1 sigma
+  double noise = 0.03;  // augmentation: m/s^2 or rad/s per sample, 1 sigma
+};
+
+struct Table {
+  std::string name;  // as in pdr/step_tables.h
+  std::int64_t rows, columns;
+  std::vector<float> values;  // row by row; row = input, column = output
+};
+
+class StepNetwork {
+ public:
+  // Trains on one thread; the same arguments give the same network on one machine. Binary cross
+  // entropy, Adam (Kingma and Ba, 2015) under the one-cycle rate (Smith and Topin, 2019).
+  StepNetwork(Sensor sensor, const Examples& examples, const TrainingOptions& options);
+  ~StepNetwork();
+  StepNetwork(StepNetwork&&) noexcept;
+  StepNetwork& operator=(StepNetwork&&) noexcept;
+
+  // One per epoch of the signal; the score is 1 / (1 + exp(-logit)). High before the first window.
+  std::vector<float> logits(std::span<const float> signal) const;
+
+  // Adds to the bias of the output.
+  void shift(float logit);
+
+  // What the library's evaluation makes of a window with a NaN: that of a cleared first dense layer
+  // (accelerometer only).
+  float nan_logit() const;
+
+  std::vector<Table> tables() const;
+
+ private:
+  struct Model;
+  std::unique_ptr<Model> model_;
+};
+
+}  // namespace zuvdr::training

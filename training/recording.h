@@ -1,0 +1,46 @@
+// What the networks learn from: motion-sensor epochs of one carried phone, with reference steps.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/event_log.h"
+#include "tools/simulation/scenario.h"
+#include "tools/step_matching.h"
+
+namespace zuvdr::training {
+
+struct MotionEpoch {
+  std::int64_t time_ns;
+  float acc[3];  // m/s^2, gravity included
+  float gyr[3];  // rad/s
+};
+
+struct Recording {
+  std::string name;
+  std::string set;     // data set
+  std::string walker;  // who must be either trained on or not
+  std::vector<MotionEpoch> epochs;
+  tools::StepSeries steps;    // declared: none; reference: none when nobody walks
+  std::int64_t start_ns = 0;  // of the first sensor event
+
+  bool walking() const { return !steps.reference.empty(); }
+
+  double seconds(std::size_t epoch) const {
+    return static_cast<double>(epochs[epoch].time_ns - start_ns) * 1e-9;
+  }
+};
+
+// Reads an event log and pairs its events as the engine does. Throws tools::EventLogError.
+Recording read_recording(const std::string& path, const std::string& set);
+
+// A simulated journey; the route's seed is the name, its walker and carry the walker.
+Recording simulate_recording(const tools::RouteOptions& route);
+
+// The same values in `factor` times the time, sampled at the interval of the original: another
+// pace.
+Recording warped(const Recording& recording, double factor);
+
+}  // namespace zuvdr::training

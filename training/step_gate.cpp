@@ -1,0 +1,210 @@
+#include "training/step_gate.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+#include "pdr/step_state_machine.h"
+
+namespace zuvdr::training {
+namespace {
+
+// What a reference step without an event costs, in logits, against the mean logit of an event's
+// epochs. At first the events only have to be near where they are wanted.
+constexpr float kFirstMissing = 8.0f;
+constexpr float kMissing = 4.0f;
+
+float logistic(float x) {
+  return 1.0f / (1.0f + std::exp(-x));
+}
+
+void first_events(Sample& sample) {
+  const std::vector<float> no_cost(sample.signals.acc.size(), 0.0f);
+  sample.events = choose_events(sample.signals, sample.wanted, no_cost, kFirstMissing);
+}
+
+// What setting the four epochs from i on low costs under the networks' present opinion.
+std::vector<float> event_costs(const Scores& logits) {
+  constexpr std::size_t kWidth = 4;
+  constexpr float kClip = 3.0f;
+  std::vector<float> costs(logits.acc.size(), 2.0f * kClip);
+  for (std::size_t i = 0; i + kWidth <= costs.size(); ++i) {
+    float sum = 0.0f;
+    for (std::size_t k = i; k < i + kWidth; ++k) {
+      sum += std::clamp(logits.acc[k], -kClip, kClip) + std::clamp(logits.gyr[k], -kClip, kClip);
+    }
+    costs[i] = sum / static_cast<float>(kWidth);
+  }
+  return costs;
+}
+
+Scores shifted_scores(const Scores& logits, float acc_shift, float gyr_shift) {
+  Scores scores = logits;
+  for (float& value : scores.acc) value = logistic(value + acc_shift);
+  for (float& value : scores.gyr) value = logistic(value + gyr_shift);
+  return scores;
+}
+
+tools::StepSeries series_of(const Sample& sample, const Detection& detection) {
+  tools::StepSeries series = sample.recording.steps;
+  series.declared = detection.steps;
+  return series;
+}
+
+using Sets = std::map<std::string, std::vector<const Sample*>>;
+
+Sets by_set(std::span<const Sample* const> samples) {
+  Sets sets;
+  for (const Sample* sample : samples) {
+    const Recording& recording = sample->recording;
+    sets[recording.set + (recording.walking() ? "" : " nobody walks")].push_back(sample);
+  }
+  return sets;
+}
+
+}  // namespace
+
+StepGate::StepGate(std::span<const Sample* const> samples,
+                   std::span<const Sample* const> calibration, const GateOptions& options) {
+  std::vector<const Sample*> recorded;
+  for (const Sample* sample : samples) {
+    if (sample->recording.set != "simulated") recorded.push_back(sample);
+  }
+  std::vector<Sample> corpus = warped_copies(recorded, options.warped_copies, options.network.seed);
+  for (const Sample* sample : samples) corpus.push_back(*sample);
+  for (Sample& sample : corpus) first_events(sample);
+  for (int round = 1; round <= options.rounds; ++round) {
+    Examples acc, gyr;
+    for (Sample& sample : corpus) {
+      if (round > 1) {
+        sample.events =
+            choose_events(sample.signals, sample.wanted, event_costs(logits(sample)), kMissing);
+      }
+      const Targets targets = make_targets(sample.recording, sample.signals, sample.wanted,
+                                           sample.events, options.weights);
+      acc.add(sample.signals.acc, targets);
+      gyr.add(sample.signals.gyr, targets);
+    }
+    TrainingOptions training = options.network;
+    if (round < options.rounds) training.passes = options.round_passes;
+    networks_.clear();
+    networks_.emplace_back(Sensor::kAccelerometer, acc, training);
+    networks_.emplace_back(Sensor::kGyroscope, gyr, training);
+  }
+  calibrate(calibration);
+}
+
+Scores StepGate::logits(const Sample& sample) const {
+  return {networks_[0].logits(sample.signals.acc), networks_[1].logits(sample.signals.gyr)};
+}
+
+Scores StepGate::scores(const Sample& sample) const {
+  return shifted_scores(logits(sample), 0.0f, 0.0f);
+}
+
+Detection StepGate::detect(const Sample& sample) const {
+  const Scores now = scores(sample);
+  return training::detect(sample.recording, now.acc, now.gyr);
+}
+
+// On a grid, then on a finer one around its best point.
+void StepGate::calibrate(std::span<const Sample* const> samples) {
+  constexpr double kCountError = 1.0;    // of F1 per unit of count error
+  constexpr double kFalseSteps = 0.001;  // of F1 per step a minute when nobody walks
+  std::vector<std::pair<std::vector<const Sample*>, std::vector<Scores>>> sets;
+  for (auto& [name, members] : by_set(samples)) {
+    std::vector<Scores> raw;
+    for (const Sample* sample : members) raw.push_back(logits(*sample));
+    sets.emplace_back(members, std::move(raw));
+  }
+  const auto merit = [&](float acc_shift, float gyr_shift) {
+    double sum = 0.0;
+    for (const auto& [members, raw] : sets) {
+      std::vector<Detection> detections;
+      for (std::size_t i = 0; i < members.size(); ++i) {
+        const Scores now = shifted_scores(raw[i], acc_shift, gyr_shift);
+        detections.push_back(training::detect(members[i]->recording, now.acc, now.gyr));
+      }
+      const SetFigures figures = figures_of(members, detections);
+      sum += members[0]->recording.walking()
+                 ? figures.agreement.f1() - kCountError * figures.count_error
+                 : -kFalseSteps * figures.steps_per_minute;
+    }
+    return sum;
+  };
+  // A NaN must not look like a step.
+  const auto threshold =
+      static_cast<float>(std::log(kAccScoreThreshold / (1.0 - kAccScoreThreshold)));
+  const float lowest_acc = threshold - networks_[0].nan_logit() + 0.01f;
+  float best_acc = 0.0f, best_gyr = 0.0f;
+  for (const float step : {0.6f, 0.2f}) {
+    const float centre_acc = best_acc, centre_gyr = best_gyr;
+    const int reach = step > 0.5f ? 2 : 1;
+    double best = -std::numeric_limits<double>::infinity();
+    for (int i = -reach; i <= reach; ++i) {
+      for (int k = -reach; k <= reach; ++k) {
+        const float acc_shift = std::max(centre_acc + step * static_cast<float>(i), lowest_acc);
+        const float gyr_shift = centre_gyr + step * static_cast<float>(k);
+        if (const double now = merit(acc_shift, gyr_shift); now > best) {
+          best = now;
+          best_acc = acc_shift;
+          best_gyr = gyr_shift;
+        }
+      }
+    }
+  }
+  shifts_ = {best_acc, best_gyr};
+  networks_[0].shift(best_acc);
+  networks_[1].shift(best_gyr);
+}
+
+std::vector<Table> StepGate::tables() const {
+  std::vector<Table> tables = networks_[0].tables();
+  for (Table& table : networks_[1].tables()) tables.push_back(std::move(table));
+  return tables;
+}
+
+Scores perfect_scores(const Sample& sample) {
+  Sample copy = sample;
+  first_events(copy);
+  const Targets targets =
+      make_targets(copy.recording, copy.signals, copy.wanted, copy.events, TargetWeights{});
+  return {targets.score, targets.score};
+}
+
+SetFigures figures_of(std::span<const Sample* const> samples,
+                      std::span<const Detection> detections) {
+  SetFigures figures;
+  std::vector<tools::StepSeries> walks;
+  double steps = 0.0;
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const Recording& recording = samples[i]->recording;
+    ++figures.logs;
+    const std::vector<double>& declared = detections[i].steps;
+    const double from = recording.steps.from;
+    if (!recording.epochs.empty()) {
+      const double end = recording.seconds(recording.epochs.size() - 1);
+      figures.minutes += std::max(std::min(end, recording.steps.to) - from, 0.0) / 60.0;
+    }
+    steps += static_cast<double>(std::count_if(declared.begin(), declared.end(), [&](double time) {
+      return time >= from && time <= recording.steps.to;
+    }));
+    figures.longest_bout = std::max(figures.longest_bout, detections[i].longest_bout);
+    figures.confirmed += detections[i].confirmed;
+    if (recording.walking()) walks.push_back(series_of(*samples[i], detections[i]));
+  }
+  figures.steps_per_minute = steps / figures.minutes;
+  if (walks.empty()) return figures;
+  figures.latency = tools::median_latency(walks);
+  double errors = 0.0;
+  for (const tools::StepSeries& walk : walks) {
+    const tools::StepAgreement agreement = tools::match_steps(walk, figures.latency);
+    figures.agreement += agreement;
+    errors += agreement.count_error();
+  }
+  figures.count_error = errors / static_cast<double>(walks.size());
+  return figures;
+}
+
+}  // namespace zuvdr::training
