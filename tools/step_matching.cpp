@@ -8,8 +8,9 @@ namespace zuvdr::tools {
 namespace {
 
 constexpr double kTolerance = 0.25;  // s
-// Filter and valley take 0.3 to 0.6 s. A range shorter than a step period tells a walk at an even
-// pace from the same walk one step later.
+// Filter and valley take 0.3 to 0.6 s. Without a range a walk at an even pace might as well be
+// matched with itself several steps later; in a quick one two latencies in the range may still do
+// equally well.
 constexpr double kShortestLatency = 0.2;  // s
 constexpr double kLongestLatency = 0.8;   // s
 constexpr double kShiftInterval = 0.02;   // s

@@ -204,6 +204,7 @@ void set_counted_part(StepSeries& steps, const std::string& path, const std::str
     const std::string_view text = header;
     const auto from = read_number<double>("span_s", trim(text.substr(0, blank)));
     steps.to = read_number<double>("span_s", trim(text.substr(blank)));
+    if (!(from < steps.to)) fail_field("span_s", "not FROM below TO", header);
     steps.from = std::max(from, kSettling);
   } catch (const FieldError& error) {
     throw EventLogError(fmt::format("{}: header {}", path, error.what));

@@ -17,7 +17,7 @@ struct Sample {
   Signals signals;
   std::vector<std::size_t> wanted;
   std::vector<std::size_t> events;
-  int fold = 0;  // 0 to kFolds - 1; all recordings of a walker are in one
+  int fold = 0;  // 0 to kFolds - 1
 
   explicit Sample(Recording recorded);
 };
@@ -36,7 +36,7 @@ struct SimulatedCorpus {
 
 // Simulated walkers at cadences from 1.2 to 2.8 steps/s in all carrying positions, and what is not
 // walking. No two journeys share a seed or a walker, within a call or between calls with different
-// first_seed at least 1000 apart.
+// first_seed further apart than their journeys are many.
 std::vector<Sample> simulate_corpus(const SimulatedCorpus& size, std::uint64_t first_seed);
 
 // Copies of the walks at another pace, time stretched by 0.8 to 1.3.

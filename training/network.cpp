@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <stdexcept>
 #include <utility>
 
 namespace zuvdr::training {
@@ -118,6 +119,8 @@ void Examples::add(std::span<const float> signal, const Targets& wanted) {
   for (std::size_t i = kFirstScored; i < signal.size(); ++i) {
     if (!(wanted.weight[i] > 0.0f)) continue;
     const auto end = signal.begin() + static_cast<std::ptrdiff_t>(i) + 1;
+    // One NaN would reach every weight.
+    if (!std::all_of(end - kStepWindow, end, [](float x) { return std::isfinite(x); })) continue;
     windows.insert(windows.end(), end - kStepWindow, end);
     targets.push_back(wanted.score[i]);
     weights.push_back(wanted.weight[i]);
@@ -130,6 +133,7 @@ StepNetwork::StepNetwork(Sensor sensor, const Examples& examples, const Training
   model_ = std::make_unique<Model>(sensor);
   Net& net = model_->net;
 
+  if (examples.size() == 0) throw std::invalid_argument("there is nothing to train on");
   const auto count = static_cast<std::int64_t>(examples.size());
   const torch::Tensor windows = as_tensor(examples.windows, {count, kWindow});
   const torch::Tensor targets = as_tensor(examples.targets, {count});

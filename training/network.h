@@ -42,8 +42,9 @@ struct Table {
 
 class StepNetwork {
  public:
-  // Trains on one thread; the same arguments give the same network on one machine. Binary cross
-  // entropy, Adam (Kingma and Ba, 2015) under the one-cycle rate (Smith and Topin, 2019).
+  // Throws std::invalid_argument when there are no examples. Trains on one thread; the same
+  // arguments give the same network on one machine. Binary cross entropy, Adam (Kingma and Ba,
+  // 2015) under the one-cycle rate (Smith and Topin, 2019).
   StepNetwork(Sensor sensor, const Examples& examples, const TrainingOptions& options);
   ~StepNetwork();
   StepNetwork(StepNetwork&&) noexcept;

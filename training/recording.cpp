@@ -26,8 +26,7 @@ class Recorder {
       started_ = true;
       if (const auto epoch = tools::pair_epoch(sensor->event)) add(*epoch);
     } else if (const auto* step = std::get_if<tools::StepRow>(&row); step != nullptr && started_) {
-      recording_.steps.reference.push_back(
-          static_cast<double>(step->time_ns - recording_.start_ns) * 1e-9);
+      recording_.steps.reference.push_back(seconds_since(recording_.start_ns, step->time_ns));
     }
   }
 
@@ -78,7 +77,7 @@ Recording warped(const Recording& recording, double factor) {
   result.steps.from = std::max(recording.steps.from * factor, tools::kSettling);
   result.steps.to = recording.steps.to * factor;
   const std::vector<MotionEpoch>& epochs = recording.epochs;
-  if (epochs.size() < 2) return result;
+  if (epochs.size() < 2 || !(recording.seconds(epochs.size() - 1) > 0.0)) return result;
   const double interval =
       recording.seconds(epochs.size() - 1) / static_cast<double>(epochs.size() - 1);
   std::size_t before = 0;

@@ -12,6 +12,12 @@
 
 namespace zuvdr::training {
 
+// s; stamps further apart than an int64 holds wrap.
+inline double seconds_since(std::int64_t from_ns, std::int64_t to_ns) {
+  const auto elapsed = static_cast<std::uint64_t>(to_ns) - static_cast<std::uint64_t>(from_ns);
+  return static_cast<double>(static_cast<std::int64_t>(elapsed)) * 1e-9;
+}
+
 struct MotionEpoch {
   std::int64_t time_ns;
   float acc[3];  // m/s^2, gravity included
@@ -28,9 +34,7 @@ struct Recording {
 
   bool walking() const { return !steps.reference.empty(); }
 
-  double seconds(std::size_t epoch) const {
-    return static_cast<double>(epochs[epoch].time_ns - start_ns) * 1e-9;
-  }
+  double seconds(std::size_t epoch) const { return seconds_since(start_ns, epochs[epoch].time_ns); }
 };
 
 // Reads an event log and pairs its events as the engine does. Throws tools::EventLogError.

@@ -10,8 +10,8 @@
 namespace zuvdr::training {
 namespace {
 
-// What a reference step without an event costs, in logits, against the mean logit of an event's
-// epochs. At first the events only have to be near where they are wanted.
+// What a reference step without an event costs, against the costs of event_costs. At first the
+// events only have to be near where they are wanted.
 constexpr float kFirstMissing = 8.0f;
 constexpr float kMissing = 4.0f;
 
@@ -24,7 +24,8 @@ void first_events(Sample& sample) {
   sample.events = choose_events(sample.signals, sample.wanted, no_cost, kFirstMissing);
 }
 
-// What setting the four epochs from i on low costs under the networks' present opinion.
+// What low scores from i on cost under the networks' present opinion: their logits, clipped and
+// added, on average over four epochs, the length of a low part at a usual pace.
 std::vector<float> event_costs(const Scores& logits) {
   constexpr std::size_t kWidth = 4;
   constexpr float kClip = 3.0f;
@@ -137,7 +138,7 @@ void StepGate::calibrate(std::span<const Sample* const> samples) {
   const auto threshold =
       static_cast<float>(std::log(kAccScoreThreshold / (1.0 - kAccScoreThreshold)));
   const float lowest_acc = threshold - networks_[0].nan_logit() + 0.01f;
-  float best_acc = 0.0f, best_gyr = 0.0f;
+  float best_acc = std::max(0.0f, lowest_acc), best_gyr = 0.0f;
   for (const float step : {0.6f, 0.2f}) {
     const float centre_acc = best_acc, centre_gyr = best_gyr;
     const int reach = step > 0.5f ? 2 : 1;
@@ -198,12 +199,15 @@ SetFigures figures_of(std::span<const Sample* const> samples,
   if (walks.empty()) return figures;
   figures.latency = tools::median_latency(walks);
   double errors = 0.0;
+  int counted = 0;
   for (const tools::StepSeries& walk : walks) {
     const tools::StepAgreement agreement = tools::match_steps(walk, figures.latency);
     figures.agreement += agreement;
+    if (agreement.reference == 0) continue;
     errors += agreement.count_error();
+    ++counted;
   }
-  figures.count_error = errors / static_cast<double>(walks.size());
+  if (counted > 0) figures.count_error = errors / counted;
   return figures;
 }
 

@@ -51,7 +51,8 @@ class StepGate {
   std::array<float, 2> shifts_{};
 };
 
-// Scores that are the targets of the events chosen by default: the best a network could do.
+// The targets of the first round as scores: what networks that have learned them perfectly would
+// do.
 Scores perfect_scores(const Sample& sample);
 
 // Figures of one data set.

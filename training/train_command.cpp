@@ -172,7 +172,11 @@ void ceiling(const Options& options) {
 
 // Before the training rather than after it.
 void check_writable(const std::string& path) {
-  if (path.empty() || std::ofstream(path, std::ios::app)) return;
+  if (path.empty()) return;
+  const bool existed = std::filesystem::exists(path);
+  const bool writable = std::ofstream(path, std::ios::app).is_open();
+  if (writable && !existed) std::filesystem::remove(path);
+  if (writable) return;
   throw std::runtime_error(fmt::format("{}: cannot be written", path));
 }
 
@@ -185,8 +189,9 @@ void write_tables(const Options& options, const std::vector<Table>& tables, cons
   }
   for (const auto& [set, figures] : record["validation"].items()) {
     if (!figures.contains("f1")) continue;
-    out << fmt::format("# validation, {}: F1 {:.3f}, count error {:.1f} %\n", set,
-                       figures["f1"].get<double>(), 100.0 * figures["count_error"].get<double>());
+    out << fmt::format("# not trained on, but calibrated on, {}: F1 {:.3f}, count error {:.1f} %\n",
+                       set, figures["f1"].get<double>(),
+                       100.0 * figures["count_error"].get<double>());
   }
   for (const Table& table : tables) {
     out << fmt::format("{} {} {}\n", table.name, table.rows, table.columns);
@@ -209,6 +214,17 @@ void train(const Options& options) {
 
   Json record;
   record["seed"] = options.gate.network.seed;
+  const GateOptions& gate_options = options.gate;
+  record["options"] = {{"validation", options.validation_fold},
+                       {"passes", gate_options.network.passes},
+                       {"round_passes", gate_options.round_passes},
+                       {"rounds", gate_options.rounds},
+                       {"copies", gate_options.warped_copies},
+                       {"low_weight", gate_options.weights.low},
+                       {"non_walking_weight", gate_options.weights.non_walking},
+                       {"simulated_walks", options.simulated.walks},
+                       {"simulated_handlings", options.simulated.handlings},
+                       {"simulated_drives", options.simulated.drives}};
   for (const float shift : gate.shifts()) {
     record["bias_shifts"].push_back(std::round(shift * 1e3) / 1e3);
   }
@@ -254,21 +270,31 @@ void add_options(CLI::App& app, Options& options) {
                  "of the networks' first weights, of orders, noise and paces")
       ->capture_default_str();
   app.add_option("--passes", options.gate.network.passes, "over all examples, last round")
+      ->check(CLI::Range(1, 1000))
       ->capture_default_str();
   app.add_option("--round-passes", options.gate.round_passes, "in the other rounds")
+      ->check(CLI::Range(1, 1000))
       ->capture_default_str();
   app.add_option("--rounds", options.gate.rounds, "each with targets chosen anew")
+      ->check(CLI::Range(1, 100))
       ->capture_default_str();
   app.add_option("--copies", options.gate.warped_copies, "of each recorded walk at another pace")
+      ->check(CLI::Range(0, 20))
       ->capture_default_str();
   app.add_option("--low-weight", options.gate.weights.low, "of the epochs of a step")
       ->capture_default_str();
   app.add_option("--non-walking-weight", options.gate.weights.non_walking,
                  "of the epochs in which nobody walks")
       ->capture_default_str();
-  app.add_option("--simulated-walks", options.simulated.walks)->capture_default_str();
-  app.add_option("--simulated-handlings", options.simulated.handlings)->capture_default_str();
-  app.add_option("--simulated-drives", options.simulated.drives)->capture_default_str();
+  app.add_option("--simulated-walks", options.simulated.walks)
+      ->check(CLI::Range(0, 1000))
+      ->capture_default_str();
+  app.add_option("--simulated-handlings", options.simulated.handlings)
+      ->check(CLI::Range(0, 1000))
+      ->capture_default_str();
+  app.add_option("--simulated-drives", options.simulated.drives)
+      ->check(CLI::Range(0, 1000))
+      ->capture_default_str();
 }
 
 }  // namespace
