@@ -60,7 +60,7 @@ Recording read_recording(const std::string& path, const std::string& set) {
 Recording simulate_recording(const tools::RouteOptions& route) {
   Recording recording;
   recording.name = fmt::format("seed {}", route.seed);
-  recording.set = "simulated";
+  recording.set = kSimulatedSet;
   recording.walker = fmt::format("{}", route.walker);
   tools::SimulationOptions options;
   options.route = route;

@@ -24,6 +24,9 @@ struct MotionEpoch {
   float gyr[3];  // rad/s
 };
 
+// The data set of simulated journeys.
+inline constexpr const char* kSimulatedSet = "simulated";
+
 struct Recording {
   std::string name;
   std::string set;     // data set

@@ -70,7 +70,7 @@ StepGate::StepGate(std::span<const Sample* const> samples,
                    std::span<const Sample* const> calibration, const GateOptions& options) {
   std::vector<const Sample*> recorded;
   for (const Sample* sample : samples) {
-    if (sample->recording.set != "simulated") recorded.push_back(sample);
+    if (sample->recording.set != kSimulatedSet) recorded.push_back(sample);
   }
   std::vector<Sample> corpus = warped_copies(recorded, options.warped_copies, options.network.seed);
   for (const Sample* sample : samples) corpus.push_back(*sample);

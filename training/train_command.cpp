@@ -143,17 +143,18 @@ void cross_validate(const Options& options) {
     Results of_fold;
     for (const Sample& sample : samples) {
       if (sample.fold != fold) continue;
-      results.add(sample, gate.detect(sample));
-      of_fold.add(sample, gate.detect(sample));
+      const Detection detection = gate.detect(sample);
+      results.add(sample, detection);
+      of_fold.add(sample, detection);
     }
     for (const Sample& sample : evaluation) {
-      if (sample.recording.set != "simulated") results.add(sample, gate.detect(sample));
+      if (sample.recording.set != kSimulatedSet) results.add(sample, gate.detect(sample));
     }
     fmt::print("fold {}, biases shifted by {:.1f} and {:.1f}\n", fold, gate.shifts()[0],
                gate.shifts()[1]);
     of_fold.print();
   }
-  fmt::print("\nall folds\n");
+  fmt::print("\nall folds; sets that are never trained on count once for each\n");
   results.print();
 }
 
