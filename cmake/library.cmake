@@ -15,7 +15,9 @@ add_library(ZuVDR SHARED
   engine/sensor_intake.cpp
   kf/aiding_updates.cpp
   kf/gnss_update.cpp
+  kf/process_noise.cpp
   kf/time_update.cpp
+  kf/update_core.cpp
   nav/attitude.cpp
   nav/geodesy.cpp
   nav/ins.cpp

@@ -1,6 +1,7 @@
 // One paired sensor epoch: input filters, quiet detection, step detection, the walker's
 // propagation, and the vehicle navigator with its filter's time update and standstill aids.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -29,14 +30,24 @@ constexpr double kLongQuiet = 1.5;                 // s
 constexpr std::int32_t kStepsToStart = 11;  // steps in a bout that start the walker's propagation
 constexpr double kConvergedTilt = 0.2;      // degrees, 1 sigma
 
+// Whether the standard deviation of a full window is below the limit. Two samples d apart put it at
+// d / sqrt(2 (n - 1)) or above, d / 6.93 here, whatever the others are: most windows of a moving
+// phone need no sums.
+bool deviation_below(const std::deque<double>& window, double limit) {
+  if (std::fabs(window.back() - window.front()) > 8.0 * limit) return false;
+  std::array<double, kQuietWindow> samples;
+  std::copy(window.begin(), window.end(), samples.begin());
+  return zuvdr::sample_standard_deviation(samples) < limit;
+}
+
 }  // namespace
 
 int insZuAlgo::GpsAlignment() {
   const std::size_t n = epoch_queue.size();
   if (n == 0) return 0;
   const auto time = [this](std::size_t k) { return epoch_queue[k].time_ns; };
-  if (zuvdr::elapsed_ns(gps_time, time(n - 1)) > kAlignmentTolerance) return 0;
-  if (zuvdr::elapsed_ns(time(0), gps_time) > kAlignmentTolerance) return 1;
+  if (zuvdr::elapsed_ns(gps_time, epoch_queue.back().time_ns) > kAlignmentTolerance) return 0;
+  if (zuvdr::elapsed_ns(epoch_queue.front().time_ns, gps_time) > kAlignmentTolerance) return 1;
   // Epochs that were searched for this fix before are not searched again: a long stretch without
   // fixes would cost the square of its length.
   if (searched_time != gps_time) searched_epochs = 0;
@@ -108,9 +119,8 @@ void insZuAlgo::detect_quiet() {
     if (moving == 0) static_long = long_quiet();
     return;
   }
-  const bool quiet = zuvdr::sample_standard_deviation(gyr_win_x) < kQuietX &&
-                     zuvdr::sample_standard_deviation(gyr_win_y) < kQuietY &&
-                     zuvdr::sample_standard_deviation(gyr_win_z) < kQuietZ;
+  const bool quiet = deviation_below(gyr_win_x, kQuietX) && deviation_below(gyr_win_y, kQuietY) &&
+                     deviation_below(gyr_win_z, kQuietZ);
   gyr_win_x.pop_front();
   gyr_win_y.pop_front();
   gyr_win_z.pop_front();
@@ -147,10 +157,7 @@ void insZuAlgo::propagate_vehicle(double* imu, double dt) {
   }
   motion_reset = 0;
 
-  kffk(ins, kf, dt);
-  QkUpdate(ins, kf, imu, dt);
-  double unused[zuvdr::kRows] = {};
-  KfUpdate(ins, kf, unused, unused, false);
+  zuvdr::time_update(ins, kf, imu, dt);
 
   if (moving == 0) {
     if (static_long == 1) {

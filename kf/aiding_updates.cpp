@@ -12,6 +12,8 @@ using zuvdr::kAttitude;
 using zuvdr::kGyroBias;
 using zuvdr::kStates;
 using zuvdr::kVelocity;
+using zuvdr::MeasurementMatrix;
+using zuvdr::State;
 
 namespace {
 
@@ -21,50 +23,50 @@ constexpr double kNonHolonomicR = 0.0025000000000000005;  // (0.05 m/s)^2
 constexpr double kGyroBiasR = 8.999999999999999e-08;      // (3e-4 rad/s)^2
 constexpr double kTiltR = 0.0016;                         // (0.04 rad)^2
 
-// Clears X and runs the update with noise r on every row; H is m x 18.
-template <std::size_t m>
-void aid(KF& kf, const double (&z)[m], const double (&H)[m * kStates], double r) {
+// Clears X and runs the update with noise r on every row.
+template <std::size_t m, State... observed>
+void aid(KF& kf, const double (&z)[m], const MeasurementMatrix<m, observed...>& H, double r) {
   zuvdr::zero(kf.X);
   double R[m * m] = {};
   for (std::size_t i = 0; i < m; ++i) R[i * m + i] = r;
   double PHt[kStates * m];
   double S[m * m];
   double K[kStates * m];
-  zuvdr::update_core<m>(kf, z, H, {R, PHt, S, K});
+  zuvdr::update_core<m, observed...>(kf, z, H, {R, PHt, S, K});
 }
 
 }  // namespace
 
 void ZUPT(KF& kf, INS& ins) {
-  double H[3 * kStates] = {};
-  for (std::size_t k = 0; k < 3; ++k) H[k * kStates + kVelocity + k] = 1.0;
+  MeasurementMatrix<3, kVelocity> H;
+  for (std::size_t k = 0; k < 3; ++k) H(k, kVelocity + k) = 1.0;
   const double z[3] = {ins.vn[0], ins.vn[1], ins.vn[2]};
-  aid<3>(kf, z, H, kZeroVelocityR);
+  aid(kf, z, H, kZeroVelocityR);
   KfFeedback(ins, kf);
 }
 
 void NHC(KF& kf, INS& ins) {
   zuvdr::update_mounting_matrix(ins);
-  double H[2 * kStates] = {};
+  MeasurementMatrix<2, kAttitude, kVelocity> H;
   double z[2];
   for (std::size_t k = 0; k < 2; ++k) {
     const double* m = ins.Cmount + 6 * k;  // rows 0 (sideways) and 2 (vertical)
-    // The mounting columns stay zero: without GNSS the mounting is held.
-    zuvdr::vehicle_velocity_row(m, ins.vn, H + k * kStates);
+    // The mounting is not observed: without GNSS it is held.
+    zuvdr::vehicle_velocity_row(m, ins.vn, k, H);
     z[k] = zuvdr::dot(m, ins.vn);
   }
-  aid<2>(kf, z, H, kNonHolonomicR);
+  aid(kf, z, H, kNonHolonomicR);
   KfFeedback(ins, kf);
 }
 
 void wBiasupdate(KF& kf, INS& ins, double* gyro) {
-  double H[3 * kStates] = {};
+  MeasurementMatrix<3, kGyroBias> H;
   double z[3];
   for (std::size_t k = 0; k < 3; ++k) {
-    H[k * kStates + kGyroBias + k] = 1.0;
+    H(k, kGyroBias + k) = 1.0;
     z[k] = gyro[k] - ins.eb[k];
   }
-  aid<3>(kf, z, H, kGyroBiasR);
+  aid(kf, z, H, kGyroBiasR);
   for (std::size_t k = 0; k < 3; ++k) ins.eb[k] += kf.X[kGyroBias + k];
 }
 
@@ -76,10 +78,10 @@ void tiltupdate(KF& kf, INS& ins, double* acc) {
   zuvdr::matrix_to_euler(ins.Cnb, ins.att_mode, computed);
   zuvdr::tilt_from_gravity(u, ins.att_mode, measured);
   const double z[2] = {computed[0] - measured[0], computed[1] - measured[1]};
-  double H[2 * kStates] = {};
-  H[kAttitude] = 1.0;
-  H[kStates + kAttitude + 1] = 1.0;
-  aid<2>(kf, z, H, kTiltR);
+  MeasurementMatrix<2, kAttitude> H;
+  H(0, kAttitude) = 1.0;
+  H(1, kAttitude + 1) = 1.0;
+  aid(kf, z, H, kTiltR);
   // The measurement is computed minus true, so the correction enters with the opposite sign.
   const double correction[3] = {-kf.X[kAttitude], -kf.X[kAttitude + 1], 0.0};
   qdelphi(ins.qnb, correction);

@@ -8,7 +8,7 @@
 //   position (3)                    I
 //   m0 . vn = 0      vn x m0  m0          ( 0, -vV, vF)
 //   m2 . vn = 0      vn x m2  m2          (-vF, vL,  0)
-#include <algorithm>
+#include <cstddef>
 
 #include "kf/kf.h"
 #include "kf/update_core.h"
@@ -29,8 +29,10 @@ using zuvdr::zero;
 
 namespace {
 
-void measurement_matrix(const INS& ins, double H[kRows * kStates]) {
-  std::fill_n(H, kRows * kStates, 0.0);
+using GnssMatrix = zuvdr::MeasurementMatrix<kRows, kAttitude, kVelocity, kPosition, kMounting>;
+
+GnssMatrix measurement_matrix(const INS& ins) {
+  GnssMatrix H;
   const double* m0 = ins.Cmount;
   const double* m1 = ins.Cmount + 3;
   const double* m2 = ins.Cmount + 6;
@@ -38,17 +40,16 @@ void measurement_matrix(const INS& ins, double H[kRows * kStates]) {
   const double forward = dot(m1, ins.vn);
   const double vertical = dot(m2, ins.vn);
   for (std::size_t i = 0; i < 3; ++i) {
-    H[i * kStates + kVelocity + i] = 1.0;
-    H[(3 + i) * kStates + kPosition + i] = 1.0;
+    H(i, kVelocity + i) = 1.0;
+    H(3 + i, kPosition + i) = 1.0;
   }
-  double* row = H + 6 * kStates;
-  zuvdr::vehicle_velocity_row(m0, ins.vn, row);
-  row[kMounting + 1] = -vertical;
-  row[kMounting + 2] = forward;
-  row += kStates;
-  zuvdr::vehicle_velocity_row(m2, ins.vn, row);
-  row[kMounting] = -forward;
-  row[kMounting + 1] = sideways;
+  zuvdr::vehicle_velocity_row(m0, ins.vn, 6, H);
+  H(6, kMounting + 1) = -vertical;
+  H(6, kMounting + 2) = forward;
+  zuvdr::vehicle_velocity_row(m2, ins.vn, 7, H);
+  H(7, kMounting) = -forward;
+  H(7, kMounting + 1) = sideways;
+  return H;
 }
 
 }  // namespace
@@ -77,11 +78,9 @@ void KfUpdate(INS& ins, KF& kf, double* z, double* r, bool update) {
     return;
   }
   zuvdr::update_mounting_matrix(ins);
-  double H[kRows * kStates];
-  measurement_matrix(ins, H);
   zero(kf.R);
   for (std::size_t i = 0; i < kRows; ++i) kf.R[i * kRows + i] = r[i] * r[i];
-  zuvdr::update_core<kRows>(kf, z, H, {kf.R, kf.PHt, kf.S, kf.K});
+  zuvdr::update_core(kf, z, measurement_matrix(ins), {kf.R, kf.PHt, kf.S, kf.K});
 }
 
 void KfFeedback(INS& ins, KF& kf) {

@@ -59,14 +59,24 @@ ZUVDR_EXPORT void KfInit(KF& kf, glvs& glv, double dt);
 // Phi = I + F dt from ins.Cnb and ins.fn, dt in s.
 ZUVDR_EXPORT void kffk(INS& ins, KF& kf, double dt);
 
+// X = 0, P = Phi P Phi^T + Qk; not symmetrised.
+ZUVDR_EXPORT void KfPredict(KF& kf);
+
+namespace zuvdr {
+
+// kffk, QkUpdate and KfUpdate with the flag false in one, without looking at the form of Phi, which
+// is known here.
+ZUVDR_EXPORT void time_update(INS& ins, KF& kf, const double* imu, double dt);
+
+}  // namespace zuvdr
+
+// process_noise.cpp
+
 // Qk of a step of dt seconds; imu: gyroscope x, y, z (rad/s), accelerometer x, y, z (m/s^2).
 ZUVDR_EXPORT void QkUpdate(INS& ins, KF& kf, double* imu, double dt);
 
 // Qk = dt/2 (Phi G q G^T + G q G^T Phi^T), G 18 x 15, q 15 x 15; not symmetrised.
 ZUVDR_EXPORT void QkCal(KF& kf, double (*G)[15], double (*q)[15], double dt);
-
-// X = 0, P = Phi P Phi^T + Qk; not symmetrised.
-ZUVDR_EXPORT void KfPredict(KF& kf);
 
 // gnss_update.cpp
 

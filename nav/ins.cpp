@@ -14,7 +14,9 @@ namespace {
 using zuvdr::kGravity;
 using zuvdr::zero;
 
-using Matrix4 = std::array<std::array<double, 4>, 4>;
+using Matrix4 = std::array<double, 16>;  // row-major
+
+constexpr Matrix4 kIdentity4 = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
 // Omega of the previous call of qupdt3: a property of the process's one sensor stream, not of a
 // record, so no reset touches it.
@@ -22,10 +24,10 @@ Matrix4 omega_prev{};
 
 // Omega(w) with dq/dt = Omega q for the scalar-first quaternion.
 Matrix4 rate_matrix(double x, double y, double z) {
-  return {{{0.0, -0.5 * x, -0.5 * y, -0.5 * z},
-           {0.5 * x, 0.0, 0.5 * z, -0.5 * y},
-           {0.5 * y, -0.5 * z, 0.0, 0.5 * x},
-           {0.5 * z, 0.5 * y, -0.5 * x, 0.0}}};
+  return {0.0,     -0.5 * x, -0.5 * y, -0.5 * z,  //
+          0.5 * x, 0.0,      0.5 * z,  -0.5 * y,  //
+          0.5 * y, -0.5 * z, 0.0,      0.5 * x,   //
+          0.5 * z, 0.5 * y,  -0.5 * x, 0.0};
 }
 
 }  // namespace
@@ -114,19 +116,17 @@ void InsUpdate(INS& ins, double* imu, double dt) {
 
 void qupdt3(INS& ins, double* gyro, double dt) {
   const Matrix4 omega = rate_matrix(gyro[0] - ins.eb[0], gyro[1] - ins.eb[1], gyro[2] - ins.eb[2]);
-  // q <- (I + dt/2 B) q with B = omega_prev + omega (I + dt omega_prev).
+  // q <- (I + dt/2 B) q with B = omega (I + dt omega_prev) + omega_prev.
+  Matrix4 predictor;
+  Matrix4 product;
+  Matrix4 transition;
   double q[4];
-  for (std::size_t i = 0; i < 4; ++i) {
-    q[i] = 0.0;
-    for (std::size_t j = 0; j < 4; ++j) {
-      double b = 0.0;
-      for (std::size_t k = 0; k < 4; ++k) {
-        b += omega[i][k] * ((k == j ? 1.0 : 0.0) + dt * omega_prev[k][j]);
-      }
-      b += omega_prev[i][j];
-      q[i] += ((i == j ? 1.0 : 0.0) + dt / 2.0 * b) * ins.qnb[j];
-    }
+  for (std::size_t k = 0; k < 16; ++k) predictor[k] = kIdentity4[k] + dt * omega_prev[k];
+  zuvdr::multiply<4, 4, 4>(omega.data(), predictor.data(), product.data());
+  for (std::size_t k = 0; k < 16; ++k) {
+    transition[k] = kIdentity4[k] + dt / 2.0 * (product[k] + omega_prev[k]);
   }
+  zuvdr::multiply<4, 4, 1>(transition.data(), ins.qnb, q);
   std::copy_n(q, 4, ins.qnb);
   zuvdr::normalise(ins.qnb);
   omega_prev = omega;

@@ -29,11 +29,19 @@ void MatrixTranspose(double* A, double* B, int m, int n) {
 
 namespace {
 
-// Square matrix view; the four steps of the inverse work in place on it.
+// The steps of the inverse work in place on a square matrix.
 struct Square {
   double* data;
   std::size_t n;
+
   double& operator()(std::size_t i, std::size_t j) const { return data[i * n + j]; }
+
+  // sum + sum(first <= k < end) a(i, k) a(k, j)
+  double add_products(double sum, std::size_t i, std::size_t j, std::size_t first,
+                      std::size_t end) const {
+    for (std::size_t k = first; k < end; ++k) sum += data[i * n + k] * data[k * n + j];
+    return sum;
+  }
 };
 
 // A becomes U on and above the diagonal and L below it (unit diagonal not stored):
@@ -41,15 +49,9 @@ struct Square {
 // U[k][k].
 void factorise(const Square& a) {
   for (std::size_t k = 0; k < a.n; ++k) {
-    for (std::size_t j = k; j < a.n; ++j) {
-      double sum = 0.0;
-      for (std::size_t t = 0; t < k; ++t) sum += a(k, t) * a(t, j);
-      a(k, j) -= sum;
-    }
+    for (std::size_t j = k; j < a.n; ++j) a(k, j) -= a.add_products(0.0, k, j, 0, k);
     for (std::size_t i = k + 1; i < a.n; ++i) {
-      double sum = 0.0;
-      for (std::size_t t = 0; t < k; ++t) sum += a(i, t) * a(t, k);
-      a(i, k) = (a(i, k) - sum) / a(k, k);
+      a(i, k) = (a(i, k) - a.add_products(0.0, i, k, 0, k)) / a(k, k);
     }
   }
 }
@@ -58,11 +60,7 @@ void factorise(const Square& a) {
 void invert_upper(const Square& u) {
   for (std::size_t j = 0; j < u.n; ++j) {
     const double reciprocal = 1.0 / u(j, j);
-    for (std::size_t i = 0; i < j; ++i) {
-      double sum = 0.0;
-      for (std::size_t k = i; k < j; ++k) sum += u(i, k) * u(k, j);
-      u(i, j) = -sum * reciprocal;
-    }
+    for (std::size_t i = 0; i < j; ++i) u(i, j) = -u.add_products(0.0, i, j, i, j) * reciprocal;
     u(j, j) = reciprocal;
   }
 }
@@ -70,11 +68,7 @@ void invert_upper(const Square& u) {
 // L (unit diagonal not stored) becomes L^-1, column by column.
 void invert_unit_lower(const Square& l) {
   for (std::size_t j = 0; j < l.n; ++j) {
-    for (std::size_t i = j + 1; i < l.n; ++i) {
-      double sum = l(i, j);
-      for (std::size_t k = j + 1; k < i; ++k) sum += l(i, k) * l(k, j);
-      l(i, j) = -sum;
-    }
+    for (std::size_t i = j + 1; i < l.n; ++i) l(i, j) = -l.add_products(l(i, j), i, j, j + 1, i);
   }
 }
 
@@ -83,12 +77,9 @@ void invert_unit_lower(const Square& l) {
 // The zero halves are never multiplied: an infinity spreads only along its own row and column.
 void multiply_factors(const Square& a) {
   for (std::size_t i = 0; i < a.n; ++i) {
-    for (std::size_t j = 0; j < a.n; ++j) {
-      const std::size_t first = std::max(i, j);
-      double sum = 0.0;
-      for (std::size_t k = first; k < a.n; ++k) sum += a(i, k) * (k == j ? 1.0 : a(k, j));
-      a(i, j) = sum;
-    }
+    for (std::size_t j = 0; j < i; ++j) a(i, j) = a.add_products(0.0, i, j, i, a.n);
+    // From the diagonal on the first term is that of the ones of L^-1.
+    for (std::size_t j = i; j < a.n; ++j) a(i, j) = a.add_products(a(i, j), i, j, j + 1, a.n);
   }
 }
 

@@ -1,0 +1,19 @@
+// The halves of the time update in the blocks of the transition (phi; null: Phi has another form)
+// or as full dense products. Both give the same bits: sums run in the same order, and blocks that
+// come out not finite are computed again with all their products, because zero times an infinity or
+// a NaN is a NaN in the rows and columns that blocks leave out.
+#pragma once
+
+#include "kf/kf.h"
+#include "kf/transition.h"
+
+namespace zuvdr {
+
+// Qk of a step of dt seconds; imu as for QkUpdate.
+void update_process_noise(const INS& ins, KF& kf, const double* imu, double dt,
+                          const Transition* phi);
+
+// out (18 x 18) = Phi P Phi^T.
+void propagate_covariance(const KF& kf, const Transition* phi, double* out);
+
+}  // namespace zuvdr
