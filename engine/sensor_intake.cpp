@@ -102,14 +102,13 @@ int insZuAlgo::DataSort(SensorData event) {
   // A lone pressure event waits for its successor, unlike a magnetometer event.
   if (pair_auxiliary(pres_queue, time, 2)) match_mask += kPressurePaired;
 
-  SensorEpoch epoch{};
+  SensorEpoch& epoch = epoch_queue.emplace_back();
   epoch.time_ns = time;
   epoch.match_mask = match_mask;
   take_values(acc_queue, epoch.acc);
   take_values(gyr_queue, epoch.gyr);
   if ((match_mask & kMagnetometerPaired) != 0) take_values(mag_queue, epoch.mag);
   if ((match_mask & kPressurePaired) != 0) take_values(pres_queue, epoch.pres);
-  epoch_queue.push_back(epoch);
   return 1;
 }
 

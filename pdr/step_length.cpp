@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <vector>
+#include <iterator>
 
 #include "nav/clock.h"
 #include "nav/signal.h"
@@ -27,25 +27,24 @@ struct Stretch {
   std::size_t end;
 };
 
-struct StepLength {
-  std::size_t index;
-  double length;  // m
-};
-
 std::size_t common_length(const std::deque<double>& acc_x, const std::deque<double>& acc_y,
                           const std::deque<double>& acc_z, const std::deque<std::int64_t>& time,
                           const std::deque<double>& step_flags) {
   return std::min({acc_x.size(), acc_y.size(), acc_z.size(), time.size(), step_flags.size()});
 }
 
+double nanoseconds(std::int64_t later, std::int64_t earlier) {
+  return static_cast<double>(zuvdr::elapsed_ns(later, earlier));
+}
+
 // Time between two epochs, ns.
 double elapsed(const Stretch& s, std::size_t later, std::size_t earlier) {
-  return static_cast<double>(zuvdr::elapsed_ns(s.time[later], s.time[earlier]));
+  return nanoseconds(s.time[later], s.time[earlier]);
 }
 
 // Times 1e-9, not divided by 1e9: the last bit decides which epochs lie within the stretch.
-double seconds(double nanoseconds) {
-  return nanoseconds * 1e-9;
+double seconds(double ns) {
+  return ns * 1e-9;
 }
 
 // Elements begin to end - 1 of a deque.
@@ -63,12 +62,29 @@ class Slice {
   std::deque<double>::const_iterator end_;
 };
 
-std::vector<std::size_t> step_indices(const Stretch& s) {
-  std::vector<std::size_t> indices;
-  for (std::size_t i = s.begin; i < s.end; ++i) {
-    if (s.step_flags[i] == 1.0) indices.push_back(i);
+// Index of the first step from an epoch on; s.end when there is none.
+std::size_t next_step(const Stretch& s, std::size_t from) {
+  const auto flags = s.step_flags.begin();
+  const auto end = flags + static_cast<std::ptrdiff_t>(s.end);
+  return static_cast<std::size_t>(std::find(flags + static_cast<std::ptrdiff_t>(from), end, 1.0) -
+                                  flags);
+}
+
+struct Steps {
+  std::size_t first;  // s.end when there are none
+  std::size_t last;
+  std::size_t longest_interval;  // epochs; 0 with fewer than two steps
+};
+
+Steps find_steps(const Stretch& s) {
+  const std::size_t first = next_step(s, s.begin);
+  Steps steps{first, first, 0};
+  if (first == s.end) return steps;
+  for (std::size_t i = next_step(s, first + 1); i < s.end; i = next_step(s, i + 1)) {
+    steps.longest_interval = std::max(steps.longest_interval, i - steps.last);
+    steps.last = i;
   }
-  return indices;
+  return steps;
 }
 
 // length = r^(1/4) (0.66 - 0.37 u + 0.15 u^2): r is the vertical range over the step, u the
@@ -91,23 +107,20 @@ double length_of_step(const Stretch& s, std::size_t from, std::size_t to) {
 // A window as long as the longest step interval plus one sample slides over the stretch up to, but
 // not including, its newest sample, and measures the last step it holds against the one before. So
 // every step is measured when the window has just passed it, except those that the first window
-// holds already: of them only the last.
-std::vector<StepLength> measure_steps(const Stretch& s) {
-  std::vector<StepLength> lengths;
-  const std::vector<std::size_t> steps = step_indices(s);
-  std::size_t longest_interval = 0;
-  for (std::size_t k = 1; k < steps.size(); ++k) {
-    longest_interval = std::max(longest_interval, steps[k] - steps[k - 1]);
+// holds already: of them only the last. Calls note(index, length in m) for each, in their order.
+template <typename Note>
+void measure_steps(const Stretch& s, const Steps& steps, Note note) {
+  if (steps.first == steps.last) return;
+  const std::size_t first_window_end = s.begin + steps.longest_interval + 1;
+  std::size_t previous = steps.first;
+  std::size_t step = next_step(s, previous + 1);
+  while (step < s.end) {
+    const std::size_t next = next_step(s, step + 1);
+    const std::size_t window_end = std::max(first_window_end, step + 1);
+    if (window_end < s.end && next >= window_end) note(step, length_of_step(s, previous, step));
+    previous = step;
+    step = next;
   }
-  const std::size_t first_window_end = s.begin + longest_interval + 1;
-  for (std::size_t k = 1; k < steps.size(); ++k) {
-    const std::size_t window_end = std::max(first_window_end, steps[k] + 1);
-    const bool last_in_window = k + 1 == steps.size() || steps[k + 1] >= window_end;
-    if (window_end < s.end && last_in_window) {
-      lengths.push_back({steps[k], length_of_step(s, steps[k - 1], steps[k])});
-    }
-  }
-  return lengths;
 }
 
 }  // namespace
@@ -117,9 +130,9 @@ std::deque<double> steplen(std::deque<double>& acc_x, std::deque<double>& acc_y,
                            std::deque<double>& step_flags) {
   const std::size_t n = common_length(acc_x, acc_y, acc_z, time, step_flags);
   std::deque<double> lengths(n, 0.0);
-  for (const StepLength& step : measure_steps({acc_x, acc_y, acc_z, time, step_flags, 0, n})) {
-    lengths[step.index] = step.length;
-  }
+  const Stretch stretch{acc_x, acc_y, acc_z, time, step_flags, 0, n};
+  measure_steps(stretch, find_steps(stretch),
+                [&](std::size_t index, double length) { lengths[index] = length; });
   return lengths;
 }
 
@@ -129,24 +142,27 @@ double step_speed(std::deque<double>& acc_x, std::deque<double>& acc_y, std::deq
   if (count < kFullHistory) return 0.0;
   const std::size_t n = common_length(acc_x, acc_y, acc_z, time, step_flags);
   Stretch stretch{acc_x, acc_y, acc_z, time, step_flags, n, n};
-  while (stretch.begin > 0 &&
-         seconds(elapsed(stretch, n - 1, stretch.begin - 1)) <= kStretchLength) {
-    --stretch.begin;
+  const std::int64_t newest = n == 0 ? 0 : time[n - 1];
+  auto begin = time.begin() + static_cast<std::ptrdiff_t>(n);
+  while (begin != time.begin() &&
+         seconds(nanoseconds(newest, *std::prev(begin))) <= kStretchLength) {
+    --begin;
   }
-  const std::vector<std::size_t> steps = step_indices(stretch);
+  stretch.begin = static_cast<std::size_t>(begin - time.begin());
+  const Steps steps = find_steps(stretch);
   double distance = 0.0;
-  for (const StepLength& step : measure_steps(stretch)) distance += step.length;
+  measure_steps(stretch, steps, [&](std::size_t, double length) { distance += length; });
 
   // Without steps the length of the stretch does not matter: it may be empty or last no time.
   const double estimate =
-      steps.empty() ? 0.0 : distance / seconds(elapsed(stretch, n - 1, stretch.begin));
+      steps.first == n ? 0.0 : distance / seconds(elapsed(stretch, n - 1, stretch.begin));
   if (estimate == 0.0) return speed > kWalkingSpeed ? speed : 0.0;
 
   // A speed of exactly 0 is left only through another source of the previous speed.
   const double candidate = speed != 0.0 ? estimate : 0.0;
   const double duration = elapsed(stretch, n - 1, stretch.begin);
-  const double lead_in = elapsed(stretch, steps.front(), stretch.begin);
-  const double standstill = elapsed(stretch, n - 1, steps.back());
+  const double lead_in = elapsed(stretch, steps.first, stretch.begin);
+  const double standstill = elapsed(stretch, n - 1, steps.last);
   if (!(standstill / duration <= kLongestStandstill)) return 0.0;
   return lead_in / duration <= kLatestFirstStep ? candidate : speed;
 }

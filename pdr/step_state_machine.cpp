@@ -116,8 +116,7 @@ float StepStateMachine::BandPass::filter(double x) {
   const double y = 0.016309423449092482 * w0 + 0.0 * w_[0] - 0.048928270347277446 * w_[1] +
                    0.0 * w_[2] + 0.048928270347277446 * w_[3] + 0.0 * w_[4] -
                    0.016309423449092482 * w_[5];
-  std::copy_backward(w_, w_ + 5, w_ + 6);
-  w_[0] = w0;
+  w_ = {w0, w_[0], w_[1], w_[2], w_[3], w_[4]};
   return static_cast<float>(y);
 }
 

@@ -3,6 +3,7 @@
 // scores of their own; sns_oem_step_detector_StateMachine is the engine's one.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "pdr/step_detector.h"
@@ -48,7 +49,7 @@ class StepStateMachine {
     float filter(double x);
 
    private:
-    double w_[6] = {};  // newest first
+    std::array<double, 6> w_{};  // newest first
   };
 
   BandPass acc_band_pass_;

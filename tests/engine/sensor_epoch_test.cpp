@@ -101,6 +101,19 @@ TEST(QuietDetector, EachAxisHasItsThreshold) {
   for (int k = 0; k < 8; ++k) sum += std::pow(limits[1] * std::sqrt(3.0), 2);
   ASSERT_EQ(std::sqrt(sum / 24.0), limits[1]);
   EXPECT_FALSE(quiet({0.0, limits[1], 0.0})) << "at the limit";
+
+  // One sample apart from 24 equal ones has a deviation of a fifth of the distance: wherever it
+  // stands, also at the end that the next epoch is compared with.
+  for (const std::size_t place : {0, 12, 23}) {
+    for (const double fifths : {4.99, 5.01}) {
+      quiet({0.0, 0.0, 0.0});
+      engine().static_count = 0;
+      engine().gyr_win_x.assign(24, 0.0);
+      engine().gyr_win_x[place] = fifths * limits[0];
+      run_epoch(kSecond + kEpoch);
+      EXPECT_EQ(engine().static_count, fifths < 5.0 ? 1 : 0) << place;
+    }
+  }
 }
 
 TEST(QuietDetector, AStandstillIsDeclaredAtThe26thQuietWindowAndALongOneAfter1500Milliseconds) {
