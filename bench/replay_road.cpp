@@ -1,6 +1,10 @@
 // The replay of a log, from file to file, as zuvdr replay does it.
 #include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <stdexcept>
 
 #include "bench/journey.h"
@@ -12,7 +16,23 @@
 namespace zuvdr::bench {
 namespace {
 
-// Walking with the vehicle's side running, but for the drive at its start.
+// An event that the engine pairs and does not use.
+void write_auxiliary(tools::EventLogWriter& log, std::int64_t time, std::int32_t type) {
+  SensorData event{};
+  event.type = type;
+  event.timestamp = time;
+  event.values[0] = 20.125;
+  log.write(tools::SensorRow{event});
+}
+
+tools::TruthRow truth_of(const GpsData& fix) {
+  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+  return {fix.time_ns,  fix.latitude,          fix.longitude,
+          fix.altitude, {kNone, kNone, kNone}, {kNone, kNone, kNone}};
+}
+
+// Walking with the vehicle's side running, but for the drive at its start; magnetometer at 10 Hz,
+// pressure at 5 Hz, truth with every fix.
 class ReplayRoad : public Road {
  public:
   explicit ReplayRoad(int minutes) : seconds_(60 * minutes) {
@@ -25,7 +45,13 @@ class ReplayRoad : public Road {
     const auto write = [&](const Stretch& stretch) {
       for (int i = 0; i < stretch.seconds && written < seconds_; ++i, ++written) {
         const Second second = journey.next(stretch.motion);
-        for (const SensorData& event : second.events) log.write(tools::SensorRow{event});
+        for (std::size_t k = 0; k < second.events.size(); ++k) {
+          log.write(tools::SensorRow{second.events[k]});
+          const std::int64_t time = second.events[k].timestamp;
+          if (k % 5 == 4) write_auxiliary(log, time, ZUVDR_SENSOR_MAGNETOMETER_UNCALIBRATED);
+          if (k % 10 == 9) write_auxiliary(log, time, ZUVDR_SENSOR_PRESSURE);
+        }
+        log.write(truth_of(second.fix));
         log.write(tools::FixRow{second.fix, 0});
       }
     };

@@ -26,26 +26,27 @@
 namespace zuvdr::tools {
 namespace {
 
-constexpr std::size_t kChunkSize = 1 << 16;    // bytes asked of zlib at a time
+constexpr unsigned kChunkSize = 1 << 16;       // bytes asked of zlib at a time
 constexpr std::size_t kLongestLine = 1 << 12;  // bytes; the longest row takes a few hundred
 constexpr std::size_t kMostHeaders = 64;       // comment keys remembered
 constexpr double kMissing = std::numeric_limits<double>::quiet_NaN();
 
-constexpr std::array kSensorFields{"type", "timestamp_ns", "v0", "v1", "v2", "v3", "v4", "v5"};
-constexpr std::array kFixFields{"time_ns",   "latitude",  "longitude", "altitude",  "speed",
-                                "vel_acc_e", "vel_acc_n", "vel_acc_u", "pos_acc_e", "pos_acc_n",
-                                "pos_acc_u", "vel_e",     "vel_n",     "vel_u",     "speed_acc",
-                                "bearing",   "sample"};
-constexpr std::array kTruthFields{"time_ns", "latitude", "longitude", "altitude", "vel_e",
-                                  "vel_n",   "vel_u",    "roll",      "pitch",    "yaw"};
-constexpr std::array kStepFields{"time_ns"};
+constexpr std::string_view kSensorFields[] = {"type", "timestamp_ns", "v0", "v1",
+                                              "v2",   "v3",           "v4", "v5"};
+constexpr std::string_view kFixFields[] = {
+    "time_ns",   "latitude",  "longitude", "altitude",  "speed",     "vel_acc_e",
+    "vel_acc_n", "vel_acc_u", "pos_acc_e", "pos_acc_n", "pos_acc_u", "vel_e",
+    "vel_n",     "vel_u",     "speed_acc", "bearing",   "sample"};
+constexpr std::string_view kTruthFields[] = {"time_ns", "latitude", "longitude", "altitude",
+                                             "vel_e",   "vel_n",    "vel_u",     "roll",
+                                             "pitch",   "yaw"};
+constexpr std::string_view kStepFields[] = {"time_ns"};
 
 // The fields of one row behind its kind, taken in order and named by `names`.
 class Fields {
  public:
-  Fields(std::string_view row, std::span<const char* const> names) : split_(row), names_(names) {
-    split_.next();
-  }
+  Fields(const FieldSplitter& behind_kind, std::span<const std::string_view> names)
+      : split_(behind_kind), names_(names) {}
 
   bool at_end() const { return split_.at_end(); }
 
@@ -62,18 +63,18 @@ class Fields {
  private:
   template <typename Number>
   void take_one(Number& value) {
-    const char* name = names_[taken_++];
+    const std::string_view name = names_[taken_++];
     if (at_end()) fail_field(name, "missing", {});
-    value = read_number<Number>(name, split_.next());
+    value = split_.next_number<Number>(name);
   }
 
   FieldSplitter split_;
-  std::span<const char* const> names_;
+  std::span<const std::string_view> names_;
   std::size_t taken_ = 0;
 };
 
-SensorRow parse_sensor(std::string_view row) {
-  Fields fields(row, kSensorFields);
+SensorRow parse_sensor(const FieldSplitter& behind_kind) {
+  Fields fields(behind_kind, kSensorFields);
   SensorData event{};
   fields.take(event.type, event.timestamp, event.values[0]);
   for (std::size_t i = 1; i < std::size(event.values) && !fields.at_end(); ++i) {
@@ -83,8 +84,8 @@ SensorRow parse_sensor(std::string_view row) {
   return {event};
 }
 
-FixRow parse_fix(std::string_view row) {
-  Fields fields(row, kFixFields);
+FixRow parse_fix(const FieldSplitter& behind_kind) {
+  Fields fields(behind_kind, kFixFields);
   GpsData fix{};
   int sample = 0;
   fields.take(fix.time_ns, fix.latitude, fix.longitude, fix.altitude, fix.speed, fix.vel_acc_e,
@@ -94,8 +95,8 @@ FixRow parse_fix(std::string_view row) {
   return {fix, sample};
 }
 
-TruthRow parse_truth(std::string_view row) {
-  Fields fields(row, kTruthFields);
+TruthRow parse_truth(const FieldSplitter& behind_kind) {
+  Fields fields(behind_kind, kTruthFields);
   TruthRow truth{};
   double* const v = truth.velocity;
   double* const a = truth.attitude;
@@ -108,8 +109,8 @@ TruthRow parse_truth(std::string_view row) {
   return truth;
 }
 
-StepRow parse_step(std::string_view row) {
-  Fields fields(row, kStepFields);
+StepRow parse_step(const FieldSplitter& behind_kind) {
+  Fields fields(behind_kind, kStepFields);
   StepRow step{};
   fields.take(step.time_ns);
   fields.finish();
@@ -117,11 +118,12 @@ StepRow parse_step(std::string_view row) {
 }
 
 EventRow parse_row(std::string_view row) {
-  const std::string_view kind = FieldSplitter(row).next();
-  if (kind == "S") return parse_sensor(row);
-  if (kind == "G") return parse_fix(row);
-  if (kind == "T") return parse_truth(row);
-  if (kind == "P") return parse_step(row);
+  FieldSplitter fields(row);
+  const std::string_view kind = fields.next();
+  if (kind == "S") return parse_sensor(fields);
+  if (kind == "G") return parse_fix(fields);
+  if (kind == "T") return parse_truth(fields);
+  if (kind == "P") return parse_step(fields);
   fail_field("kind", "not one of S, G, T, P", kind);
 }
 
@@ -132,9 +134,9 @@ struct EventLogReader::State {
   bool lenient = false;
   gzFile file = nullptr;
   double size = kMissing;  // bytes on disk
-  std::vector<char> chunk = std::vector<char>(kChunkSize);
+  std::vector<char> chunk = std::vector<char>(kLongestLine + 1 + kChunkSize);
   std::string_view unread;  // part of the chunk
-  std::string line;         // only its first kLongestLine + 1 bytes
+  std::string_view line;    // part of the chunk; only its first kLongestLine + 1 bytes
   std::int64_t line_number = 0;
   std::int64_t skipped = 0;
   std::map<std::string, std::string> headers;
@@ -166,13 +168,17 @@ void EventLogReader::State::open(const std::string& path) {
     throw EventLogError(fmt::format("{}: cannot open: {}", name, std::strerror(errno)));
 }
 
-// Reads the next chunk; false at the end of the log. zlib reports a gzip stream that breaks off
-// through gzerror only once everything before the break has been delivered.
+// Reads more behind the unread begin of a line, of which what is too long is dropped; false at the
+// end of the log. zlib reports a gzip stream that breaks off through gzerror only once everything
+// before the break has been delivered.
 bool EventLogReader::State::fill() {
+  const std::size_t kept = std::min(unread.size(), kLongestLine + 1);
+  if (kept > 0) std::memmove(chunk.data(), unread.data(), kept);
+  unread = std::string_view(chunk.data(), kept);
   errno = 0;
-  const int count = gzread(file, chunk.data(), static_cast<unsigned>(chunk.size()));
+  const int count = gzread(file, chunk.data() + kept, kChunkSize);
   if (count > 0) {
-    unread = std::string_view(chunk.data(), static_cast<std::size_t>(count));
+    unread = std::string_view(chunk.data(), kept + static_cast<std::size_t>(count));
     return true;
   }
   int code = Z_OK;
@@ -190,22 +196,13 @@ bool EventLogReader::State::fill() {
 }
 
 bool EventLogReader::State::next_line() {
-  line.clear();
-  bool something = false;
-  while (true) {
-    if (unread.empty() && !fill()) break;
-    something = true;
-    const std::size_t end = unread.find('\n');
-    const std::string_view piece = unread.substr(0, end);
-    line.append(piece.substr(0, kLongestLine + 1 - std::min(line.size(), kLongestLine + 1)));
-    if (end != std::string_view::npos) {
-      unread.remove_prefix(end + 1);
-      break;
-    }
-    unread = {};
-  }
-  if (something) ++line_number;
-  return something;
+  std::size_t end = unread.find('\n');
+  while (end == std::string_view::npos && fill()) end = unread.find('\n');
+  if (unread.empty()) return false;
+  line = unread.substr(0, std::min(end, kLongestLine + 1));
+  unread.remove_prefix(std::min(end, unread.size() - 1) + 1);
+  ++line_number;
+  return true;
 }
 
 void EventLogReader::State::remember_header(std::string_view comment) {

@@ -11,8 +11,8 @@
 
 namespace zuvdr::tools {
 
-// One replay; the engine is reset at its start. Memory does not grow with the log but for some
-// bytes of statistics a fix.
+// One replay; the engine is reset at its start. Memory does not grow with the log but for the list
+// of outages.
 class Replay {
  public:
   // `deliver` gets every row of the track, in order of the fixes. A row waits for the truth that

@@ -70,7 +70,8 @@ void add_replay_command(CLI::App& app) {
           "Track to write, one row per fix: .csv, .geojson or .json; - for CSV on standard "
           "output. May be given more than once")
       ->allow_extra_args(false);
-  command->add_option("--plot", options->plot, "Picture to draw (SVG)");
+  command->add_option("--plot", options->plot,
+                      "Picture to draw (SVG); holds the whole track in memory");
   command->add_flag("--lenient", options->lenient,
                     "Skip and count malformed rows instead of stopping at the first");
   command->footer(

@@ -1,6 +1,7 @@
 #include "tools/statistics.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -22,6 +23,29 @@ double driven_between(const TrackRow& a, const TrackRow& b) {
   return std::isfinite(metres) ? metres : distance(output_place(a), output_place(b));
 }
 
+// Bins of the error in rounded decimetres. Below 2^kExactBits there is one for each, so that a
+// quantile shows the decimal that the error itself would show; each further octave has half as
+// many, of double the width.
+constexpr unsigned kExactBits = 14;
+constexpr std::size_t kOctave = std::size_t{1} << (kExactBits - 1);
+constexpr double kFarthest = 1e8;  // m, more than the Earth has room for
+
+std::size_t bin_of(double metres) {
+  const auto decimetres =
+      static_cast<std::size_t>(std::nearbyint(10.0 * std::clamp(metres, 0.0, kFarthest)));
+  const auto bits = static_cast<unsigned>(std::bit_width(decimetres));
+  const unsigned shift = bits - std::min(bits, kExactBits);
+  return shift * kOctave + (decimetres >> shift);
+}
+
+double middle_of(std::size_t bin) {
+  if (bin < 2 * kOctave) return static_cast<double>(bin) / 10.0;
+  const std::size_t shift = bin / kOctave - 1;
+  const std::size_t width = std::size_t{1} << shift;
+  const double first = static_cast<double>((bin - shift * kOctave) * width);
+  return (first + 0.5 * static_cast<double>(width - 1)) / 10.0;
+}
+
 }  // namespace
 
 double output_error(const TrackRow& row) {
@@ -29,26 +53,29 @@ double output_error(const TrackRow& row) {
 }
 
 void ErrorFigures::add(double metres) {
-  if (std::isfinite(metres)) {
-    errors_.push_back(static_cast<float>(metres));
-  } else {
+  if (!std::isfinite(metres)) {
     ++lost_;
+    return;
   }
+  const std::size_t bin = bin_of(metres);
+  if (bin >= bins_.size()) bins_.resize(bin + 1);
+  ++bins_[bin];
+  ++count_;
+  squares_ += metres * metres;
+  largest_ = std::fmax(largest_, metres);
 }
 
 double ErrorFigures::rms() const {
-  double sum = 0.0;
-  for (const float error : errors_) sum += static_cast<double>(error) * static_cast<double>(error);
-  return std::sqrt(sum / static_cast<double>(errors_.size()));
+  return std::sqrt(squares_ / static_cast<double>(count_));
 }
 
 double ErrorFigures::quantile(double part) const {
-  if (errors_.empty()) return kNone;
-  const double rank = std::ceil(part * static_cast<double>(errors_.size()));
-  const auto index = static_cast<std::ptrdiff_t>(std::max(rank, 1.0)) - 1;
-  std::vector<float> sorted = errors_;
-  std::nth_element(sorted.begin(), sorted.begin() + index, sorted.end());
-  return sorted[static_cast<std::size_t>(index)];
+  if (count_ == 0) return kNone;
+  const double rank = std::max(std::ceil(part * static_cast<double>(count_)), 1.0);
+  std::size_t bin = 0;
+  std::size_t reached = bins_[0];
+  while (static_cast<double>(reached) < rank && bin + 1 < bins_.size()) reached += bins_[++bin];
+  return middle_of(bin);
 }
 
 void OutageFinder::add(const FixAnswer& answer) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -11,21 +12,27 @@
 
 namespace zuvdr::tools {
 
-// Distances between positions and the truth, m.
+// Distances between positions and the truth, m. Quantiles come from a histogram that grows with the
+// largest error, to 0.6 MB at most, and not with the count: they are rounded to 0.1 m below 1638 m,
+// and within 1/16384 of the true ones above. The rest is exact.
 class ErrorFigures {
  public:
   void add(double metres);  // what is not finite is counted as lost
 
-  std::size_t count() const { return errors_.size(); }
+  std::size_t count() const { return count_; }
   std::size_t lost() const { return lost_; }
   double rms() const;
-  // The smallest error that at least this part (0 to 1) of all errors does not exceed. NaN, as rms,
-  // when there is none.
+  double largest() const { return largest_; }
+  // The smallest error that at least this part (0 to 1) of all errors does not exceed. NaN, as rms
+  // and largest, when there is none.
   double quantile(double part) const;
 
  private:
-  std::vector<float> errors_;
+  std::vector<std::uint32_t> bins_;  // how many errors fell into each, up to the highest one used
+  std::size_t count_ = 0;
   std::size_t lost_ = 0;
+  double squares_ = 0.0;  // m^2
+  double largest_ = std::numeric_limits<double>::quiet_NaN();
 };
 
 // A stretch of two or more fixes in a row that were not accepted while the vehicle navigator ran.
@@ -47,6 +54,7 @@ class OutageFinder {
   // To be called when no more fixes come: an outage that goes on ends here.
   void finish();
 
+  // Each is a line of the summary: they are the only thing that grows with the log.
   const std::vector<Outage>& outages() const { return outages_; }
 
  private:

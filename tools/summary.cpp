@@ -183,7 +183,7 @@ std::string Summary::describe_errors() const {
     if (group.count() + group.lost() == 0) continue;
     text += fmt::format("{:12} {:<27} {:>6} {:>10} {:>10} {:>10} {:>10}{}\n", "", kGroupNames[i],
                         group.count(), figure(group.rms(), "m"), figure(group.quantile(0.5), "m"),
-                        figure(group.quantile(0.95), "m"), figure(group.quantile(1.0), "m"),
+                        figure(group.quantile(0.95), "m"), figure(group.largest(), "m"),
                         group.lost() > 0 ? fmt::format(", {} not finite", group.lost()) : "");
   }
   return text;

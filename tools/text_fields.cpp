@@ -18,16 +18,16 @@ void fail_field(std::string_view name, std::string_view what, std::string_view t
 }
 
 std::string_view trim(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(" \t\r");
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+  const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
+  while (!text.empty() && blank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && blank(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 std::string_view FieldSplitter::next() {
   const std::size_t comma = rest_.find(',');
   const std::string_view field = rest_.substr(0, comma);
-  at_end_ = comma == std::string_view::npos;
-  rest_.remove_prefix(at_end_ ? rest_.size() : comma + 1);
+  pass(comma);
   return trim(field);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <charconv>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -28,7 +29,17 @@ class FieldSplitter {
   bool at_end() const { return at_end_; }
   std::string_view next();  // trimmed; empty behind the last field
 
+  // The next field as read_number reads it.
+  template <typename Number>
+  Number next_number(std::string_view name);
+
  private:
+  // The field ends at this index of the rest.
+  void pass(std::size_t end) {
+    at_end_ = end >= rest_.size();
+    rest_.remove_prefix(at_end_ ? rest_.size() : end + 1);
+  }
+
   std::string_view rest_;
   bool at_end_ = false;
 };
@@ -43,6 +54,20 @@ Number read_number(std::string_view name, std::string_view text) {
   if (error != std::errc{} || end != text.data() + text.size()) {
     fail_field(name, std::is_integral_v<Number> ? "not an integer" : "not a number", text);
   }
+  return value;
+}
+
+template <typename Number>
+Number FieldSplitter::next_number(std::string_view name) {
+  // Most fields are a bare number up to the comma, and reading it finds the comma as well.
+  Number value{};
+  const char* const begin = rest_.data();
+  const auto [end, error] = std::from_chars(begin, begin + rest_.size(), value);
+  const auto length = static_cast<std::size_t>(end - begin);
+  if (error != std::errc{} || (length < rest_.size() && *end != ',')) {
+    return read_number<Number>(name, next());
+  }
+  pass(length);
   return value;
 }
 

@@ -6,7 +6,9 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
+#include <deque>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -87,13 +89,24 @@ class Sink {
   }
 
   void put(std::string_view text) {
+    put_part(text);
+    stream_->flush();
+    check();
+  }
+
+  // Without flushing.
+  void put_part(std::string_view text) {
     errno = 0;
-    stream_->write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+    stream_->write(text.data(), static_cast<std::streamsize>(text.size()));
+    check();
+  }
+
+ private:
+  void check() const {
     if (!*stream_)
       throw TrackError(fmt::format("{}: cannot write: {}", name_, std::strerror(errno)));
   }
 
- private:
   std::string name_;
   std::ofstream file_;
   std::ostream* stream_ = &file_;
@@ -138,13 +151,16 @@ class CsvTrackWriter : public TrackWriter {
 
 using Json = nlohmann::ordered_json;
 
-std::optional<Json> position(double longitude, double latitude) {
+using Position = std::array<double, 2>;  // longitude, latitude
+
+std::optional<Position> position(double longitude, double latitude) {
   if (!std::isfinite(longitude) || !std::isfinite(latitude)) return std::nullopt;
-  return Json::array({longitude, latitude});
+  return Position{longitude, latitude};
 }
 
 // One Point for each row, styled by status, and behind them the three lines. Colours and sizes are
-// those of the simplestyle convention, which common map viewers follow.
+// those of the simplestyle convention, which common map viewers follow. The lines make it keep all
+// places, up to 48 bytes a row.
 class GeoJsonTrackWriter : public TrackWriter {
  public:
   explicit GeoJsonTrackWriter(const std::string& path) : sink_(path) {
@@ -188,9 +204,9 @@ class GeoJsonTrackWriter : public TrackWriter {
 
   void close() override {
     if (std::exchange(closed_, true)) return;
-    put_line("truth", "#000000", std::move(truth_));
-    put_line("fixes", "#1f77b4", std::move(fixes_));
-    put_line("fused", "#2ca02c", std::move(fused_));
+    put_line("truth", "#000000", truth_);
+    put_line("fixes", "#1f77b4", fixes_);
+    put_line("fused", "#2ca02c", fused_);
     sink_.put("\n]}\n");
   }
 
@@ -202,17 +218,23 @@ class GeoJsonTrackWriter : public TrackWriter {
     sink_.put((std::exchange(first_, false) ? "\n" : ",\n") + feature.dump());
   }
 
-  // A line needs two positions.
-  void put_line(const char* name, const char* colour, Json places) {
+  // A line needs two positions. Place by place: a document of a long one would be many times its
+  // size.
+  void put_line(const char* name, const char* colour, const std::deque<Position>& places) {
     if (places.size() < 2) return;
-    put_feature({{"type", "LineString"}, {"coordinates", std::move(places)}},
-                {{"name", name}, {"stroke", colour}, {"stroke-width", 2}});
+    sink_.put_part(
+        ",\n{\"type\":\"Feature\",\"geometry\":{\"type\":\"LineString\",\"coordinates\":[");
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      sink_.put_part((i == 0 ? "" : ",") + Json(places[i]).dump());
+    }
+    const Json properties{{"name", name}, {"stroke", colour}, {"stroke-width", 2}};
+    sink_.put("]},\"properties\":" + properties.dump() + "}");
   }
 
   Sink sink_;
-  Json fused_ = Json::array();
-  Json fixes_ = Json::array();  // healthy ones
-  Json truth_ = Json::array();
+  std::deque<Position> fused_;
+  std::deque<Position> fixes_;  // healthy ones
+  std::deque<Position> truth_;
   bool first_ = true;
   bool closed_ = false;
 };

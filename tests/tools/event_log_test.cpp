@@ -72,6 +72,8 @@ TEST_F(EventLogTest, MalformedRowIsNamedByFileLineAndField) {
       {"S,1,9223372036854775808,1", "field timestamp_ns: out of range ('9223372036854775808')"},
       {"S,1,100,1,,3", "field v1: empty ('')"},
       {"S,1,100,1,2,3 4", "field v2: not a number ('3 4')"},
+      {"S,1,100,0x10,2,3", "field v0: not a number ('0x10')"},
+      {"S,1,100,1,1e999,3", "field v1: out of range ('1e999')"},
       {"S,1,100,1,2,3,4,5,6,7", "field 10: one too many ('7')"},
       {"S,1,100," + std::string(5000, '1'),
        "field line: too long ('S,1,100,11111111111111111111111111111111...')"},
@@ -145,6 +147,36 @@ TEST_F(EventLogTest, FormOfTheFileDoesNotMatter) {
   ASSERT_EQ(dup2(descriptor, STDIN_FILENO), STDIN_FILENO);
   close(descriptor);
   EXPECT_EQ(read_file(write_all(path("again.csv"), read_all("-"))), kLog);
+}
+
+TEST_F(EventLogTest, LinesAreReadWhereverTheyLieAndHoweverLongTheyAre) {
+  // Rows of 20 bytes behind a comment that grows byte by byte: whatever is read at a time, it comes
+  // to end in each of their bytes.
+  constexpr std::int64_t kFirst = 1'000'000'000'000'000;
+  constexpr std::int64_t kRows = 10000;
+  std::string rows;
+  for (std::int64_t i = 0; i < kRows; ++i) rows += "P," + std::to_string(kFirst + i) + "\r\n";
+  ASSERT_EQ(rows.size(), 20U * kRows);
+  for (std::size_t length = 1; length <= 20; ++length) {
+    EventLogReader reader(file("log.csv", std::string(length, '#') + '\n' + rows));
+    std::int64_t read = 0;
+    for (EventRow row; reader.next(row); ++read) {
+      ASSERT_EQ(std::get<StepRow>(row).time_ns, kFirst + read) << length;
+    }
+    EXPECT_EQ(read, kRows) << length;
+  }
+
+  // Any length of a comment, 4096 bytes of a row; the lines behind keep their numbers.
+  for (const std::size_t length : {100U, 4096U, 4097U, 65536U, 200000U}) {
+    const std::string blanks(length - 3, ' ');
+    const std::string log =
+        file("long.csv", std::string(length, '#') + "\nP,1" + blanks + "\nP,2\nP,x");
+    const bool fits = length <= 4096;
+    EXPECT_EQ(error_of(log), log + (fits ? ":4: field time_ns: not an integer ('x')"
+                                         : ":2: field line: too long ('P,1')"));
+    EXPECT_EQ(read_all(log, true).size(), fits ? 2U : 1U);
+    EXPECT_EQ(read_all(file("end.csv", "P,1" + blanks), true).size(), fits ? 1U : 0U);
+  }
 }
 
 TEST_F(EventLogTest, NumbersSurviveWritingAndReading) {

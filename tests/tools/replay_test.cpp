@@ -1,6 +1,7 @@
 #include "tools/replay.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <cstdlib>
 #include <limits>
 #include <numbers>
+#include <random>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -49,6 +51,26 @@ TEST(ErrorFiguresTest, AgreeWithHandCalculation) {
   EXPECT_EQ(figures.quantile(0.42), 9.0);  // 8 errors would be 40 % only
   EXPECT_EQ(figures.quantile(0.95), 19.0);
   EXPECT_EQ(figures.quantile(1.0), 20.0);
+}
+
+TEST(ErrorFiguresTest, QuantilesAgreeWithSorting) {
+  std::mt19937_64 random(1);
+  for (const double largest : {3.0, 200.0, 1700.0, 2e7}) {
+    ErrorFigures figures;
+    std::vector<double> errors(5000);
+    for (double& error : errors) {
+      // All magnitudes below the largest equally often.
+      error = largest * std::exp2(-14.0 * std::ldexp(static_cast<double>(random() >> 11), -53));
+      figures.add(error);
+    }
+    std::sort(errors.begin(), errors.end());
+    EXPECT_EQ(figures.largest(), errors.back());
+    for (const std::size_t rank : {1U, 2U, 250U, 2500U, 4750U, 4999U, 5000U}) {
+      const double exact = errors[rank - 1];
+      const double part = (static_cast<double>(rank) - 0.5) / static_cast<double>(errors.size());
+      EXPECT_NEAR(figures.quantile(part), exact, std::max(0.05, exact / 16384) + 1e-9) << rank;
+    }
+  }
 }
 
 TEST(TruthWindowTest, InterpolatesInsideAndKnowsItsBounds) {
@@ -270,6 +292,34 @@ std::vector<double> counts(const std::string& table, const std::string& name) {
   std::vector<double> all(5, kNaN);
   for (double& value : all) fields >> value;
   return all;
+}
+
+TEST_F(ProgramTest, ReplayNeedsNoMoreMemoryForALongerLog) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer keeps what was freed";
+#endif
+  const auto peak_kilobytes = [this](int fixes) {
+    EventLogWriter log(path("log.csv"));
+    for (int i = 1; i <= fixes; ++i) {
+      const std::int64_t t = i * kSecond;
+      log.write(SensorRow{{ZUVDR_SENSOR_ACCELEROMETER, 0, {0.1, 0.2, 9.8, 0, 0, 0}, t}});
+      log.write(SensorRow{{ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, 0, {}, t}});
+      const double place = 1e-4 * (i % 1000);
+      log.write(truth_row(t, 20.0, place));
+      GpsData fix{};
+      fix.time_ns = t;
+      fix.latitude = 20.0;
+      fix.longitude = place + 1e-6 * (i % 7);
+      log.write(FixRow{fix, 0});
+    }
+    log.close();
+    EXPECT_EQ(run("replay " + path("log.csv") + " --out " + path("track.csv")).status, 0);
+    rusage children{};
+    getrusage(RUSAGE_CHILDREN, &children);
+    return children.ru_maxrss;
+  };
+  const long for_minutes = peak_kilobytes(600);
+  EXPECT_LT(peak_kilobytes(100'000), for_minutes + 600);
 }
 
 TEST_F(ProgramTest, StepsAreCountedLogByLog) {
