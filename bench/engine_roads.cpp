@@ -78,8 +78,8 @@ class EngineRoad : public Road {
   Location location_{};
 };
 
-// The sensor events of a second. The first of them releases the epochs before the last fix, so as
-// many epochs are processed as are filed and paired.
+// The sensor events of a second. Epochs wait for a fix at or after them, and the first event behind
+// it releases them: so each run files and pairs 25 epochs and processes the 25 before the last fix.
 class EpochsRoad : public EngineRoad {
  public:
   using EngineRoad::EngineRoad;

@@ -111,7 +111,7 @@ void add_filter_roads(std::vector<NamedRoad>& roads) {
     };
     roads.push_back({name, kCalls, make({})});
     if (!has_dense) return;
-    // Every dense update takes the inverse in its textbook form.
+    // Every dense update takes the inverse by cofactors.
     dense::inverse = dense::cofactor_inverse;
     roads.push_back({"dense: " + name, kCalls, make(kDense), 1});
   };

@@ -8,7 +8,8 @@ namespace {
 
 zuvdr::bench::HeapCount count{};
 
-// libstdc++'s deques take blocks of as many elements as fit into 512 bytes; SensorEpoch has 120.
+// libstdc++'s deques take blocks of as many elements as fit into 512 bytes; SensorEpoch has 120
+// (engine/insZuAlgo.h asserts it).
 constexpr bool is_deque_block(std::size_t size) {
   return size == 512 || size == 480;
 }

@@ -8,7 +8,7 @@ namespace zuvdr::bench {
 namespace {
 
 constexpr std::int64_t kEpoch = 40'000'000;  // ns
-constexpr double kBraking = 2.0;             // m/s^2, at most
+constexpr double kMostAcceleration = 2.0;    // m/s^2, at most
 constexpr double kAccStep = 1.0 / 400.0;     // m/s^2
 constexpr double kGyroStep = 1.0 / 4000.0;   // rad/s
 
@@ -36,19 +36,20 @@ SensorData event(std::int32_t type, std::int64_t time, const double (&values)[3]
 
 Second Journey::next(Motion motion) {
   Second second{};
-  const double acceleration = std::clamp(speed_of(motion) - speed_, -kBraking, kBraking);
+  const double acceleration =
+      std::clamp(speed_of(motion) - speed_, -kMostAcceleration, kMostAcceleration);
   for (std::size_t i = 0; i < 50; i += 2) {
     time_ += kEpoch;
-    const double stride = 2.0 * std::numbers::pi * 1e-9 * static_cast<double>(time_);  // at 1 Hz
+    const double phase = 2.0 * std::numbers::pi * 1e-9 * static_cast<double>(time_);  // at 1 Hz
     double acc[3] = {0.1, acceleration, 9.8};
     double gyr[3] = {};
     if (motion == Motion::kDriving) {
-      for (double& rate : gyr) rate = 0.02 * std::sin(0.5 * stride);
+      for (double& rate : gyr) rate = 0.02 * std::sin(0.5 * phase);
     } else if (motion == Motion::kWalking) {
-      acc[1] += 0.8 * std::sin(2.0 * stride + 1.0);
-      acc[2] += 3.0 * std::sin(2.0 * stride);
-      gyr[0] = 0.5 * std::sin(stride);
-      gyr[2] = 0.3 * std::sin(2.0 * stride);
+      acc[1] += 0.8 * std::sin(2.0 * phase + 1.0);
+      acc[2] += 3.0 * std::sin(2.0 * phase);
+      gyr[0] = 0.5 * std::sin(phase);
+      gyr[2] = 0.3 * std::sin(2.0 * phase);
     }
     second.events[i] = event(ZUVDR_SENSOR_ACCELEROMETER, time_, acc, kAccStep);
     second.events[i + 1] = event(ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, time_, gyr, kGyroStep);

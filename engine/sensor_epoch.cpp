@@ -30,10 +30,11 @@ constexpr double kLongQuiet = 1.5;                 // s
 constexpr std::int32_t kStepsToStart = 11;  // steps in a bout that start the walker's propagation
 constexpr double kConvergedTilt = 0.2;      // degrees, 1 sigma
 
-// Whether the standard deviation of a full window is below the limit. Two samples d apart put it at
-// d / sqrt(2 (n - 1)) or above, d / 6.93 here, whatever the others are: most windows of a moving
-// phone need no sums.
+// Whether the standard deviation of a window is below the limit. In a full one two samples d apart
+// put it at d / sqrt(2 (n - 1)) or above, d / 6.93, whatever the others are: most windows of a
+// moving phone need no sums.
 bool deviation_below(const std::deque<double>& window, double limit) {
+  if (window.size() != kQuietWindow) return zuvdr::sample_standard_deviation(window) < limit;
   if (std::fabs(window.back() - window.front()) > 8.0 * limit) return false;
   std::array<double, kQuietWindow> samples;
   std::copy(window.begin(), window.end(), samples.begin());

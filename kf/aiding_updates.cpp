@@ -18,10 +18,10 @@ using zuvdr::State;
 namespace {
 
 // Variances, used as they are (the GNSS update squares its values, these stand squared).
-constexpr double kZeroVelocityR = 0.0001;                 // (0.01 m/s)^2
-constexpr double kNonHolonomicR = 0.0025000000000000005;  // (0.05 m/s)^2
-constexpr double kGyroBiasR = 8.999999999999999e-08;      // (3e-4 rad/s)^2
-constexpr double kTiltR = 0.0016;                         // (0.04 rad)^2
+constexpr double kZeroVelocityR = 0.0001;       // (0.01 m/s)^2
+constexpr double kNonHolonomicR = 0.05 * 0.05;  // (m/s)^2
+constexpr double kGyroBiasR = 3e-4 * 3e-4;      // (rad/s)^2
+constexpr double kTiltR = 0.0016;               // (0.04 rad)^2
 
 // Clears X and runs the update with noise r on every row.
 template <std::size_t m, State... observed>
@@ -32,7 +32,7 @@ void aid(KF& kf, const double (&z)[m], const MeasurementMatrix<m, observed...>& 
   double PHt[kStates * m];
   double S[m * m];
   double K[kStates * m];
-  zuvdr::update_core<m, observed...>(kf, z, H, {R, PHt, S, K});
+  zuvdr::update_core(kf, z, H, {R, PHt, S, K});
 }
 
 }  // namespace
@@ -82,7 +82,8 @@ void tiltupdate(KF& kf, INS& ins, double* acc) {
   H(0, kAttitude) = 1.0;
   H(1, kAttitude + 1) = 1.0;
   aid(kf, z, H, kTiltR);
-  // The measurement is computed minus true, so the correction enters with the opposite sign.
+  // The innovation is -phi of the error state while H is +I: -X is the rotation. It is taken about
+  // east and north, which pitch and roll are at yaw 0; elsewhere the zero velocity keeps the tilt.
   const double correction[3] = {-kf.X[kAttitude], -kf.X[kAttitude + 1], 0.0};
   qdelphi(ins.qnb, correction);
   attsyn(ins.qnb, ins);

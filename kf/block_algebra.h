@@ -1,10 +1,9 @@
 // Blocks of three states: the algebra in which the filter's sparse matrices are written out. Every
 // sum is taken in the order in which a product of dense matrices would meet its terms, so that both
-// forms give the same bits.
+// forms give the same values (no term is fused; only the sign of a zero may differ).
 #pragma once
 
 #include <array>
-#include <cstddef>
 
 namespace zuvdr {
 
@@ -75,7 +74,8 @@ inline Matrix3 scale_rows(const Vector3& d, const Matrix3& a) {
 
 // A diag(d).
 inline Matrix3 scale_columns(const Matrix3& a, const Vector3& d) {
-  return transposed(scale_rows(d, transposed(a)));
+  return {{a.e[0] * d.x, a.e[1] * d.y, a.e[2] * d.z, a.e[3] * d.x, a.e[4] * d.y, a.e[5] * d.z,
+           a.e[6] * d.x, a.e[7] * d.y, a.e[8] * d.z}};
 }
 
 }  // namespace zuvdr

@@ -5,7 +5,8 @@
 // to true, C_true = (I + phi x) C_computed, and are applied on the left; bias errors are true minus
 // computed and are added.
 //
-// All matrices are row-major. Nothing is checked; NaNs propagate. No heap is used.
+// All matrices are row-major; arrays passed in lie outside the filter's record. Nothing is checked;
+// NaNs propagate. No heap is used.
 #pragma once
 
 #include <cstddef>
@@ -53,7 +54,8 @@ static_assert(offsetof(KF, S) == 13328 && offsetof(KF, K) == 13840);
 
 // time_update.cpp
 
-// Zeroes the record and sets the initial P, and Qk for a step of dt seconds.
+// Zeroes the record and sets the initial P, Qk for a step of dt seconds, and R, which no update
+// reads before it has set its own.
 ZUVDR_EXPORT void KfInit(KF& kf, glvs& glv, double dt);
 
 // Phi = I + F dt from ins.Cnb and ins.fn, dt in s.
@@ -87,19 +89,22 @@ ZUVDR_EXPORT void QkCal(KF& kf, double (*G)[15], double (*q)[15], double dt);
 ZUVDR_EXPORT void MeasureUpdate(double* pos, double* vel, double* r, INS& ins, KF& kf, glvs& glv);
 
 // update false: time update (z and r are not read). update true: measurement update with the eight
-// innovations z (computed minus measured) and standard deviations r. Ends with P symmetric.
+// innovations z (computed minus measured) and standard deviations r, which recomputes Cmount and
+// adds K z to X without feeding it back. Ends with P symmetric.
 ZUVDR_EXPORT void KfUpdate(INS& ins, KF& kf, double* z, double* r, bool update);
 
-// Moves states 0 to 14 of X into the navigator. Neither clears X nor touches the mounting.
+// Corrects the navigator by states 0 to 14 of X. Neither clears X nor touches the mounting.
 ZUVDR_EXPORT void KfFeedback(INS& ins, KF& kf);
 
-// aiding_updates.cpp: each clears X, updates P, P_prior and X, and feeds back; R, H, PHt, S and K
-// of the record are left alone. None gates its measurement.
+// aiding_updates.cpp: each clears X, updates all of P, P_prior and X, and feeds back the part of X
+// that it is for; the rest of X is not used. R, H, PHt, S and K of the record are left alone. None
+// gates its measurement.
 
-// Zero velocity at a standstill.
+// Zero velocity at a standstill. Feeds back all but the mounting.
 ZUVDR_EXPORT void ZUPT(KF& kf, INS& ins);
 
-// No sideways and no vertical motion of the vehicle; recomputes Cmount.
+// No sideways and no vertical motion of the vehicle; recomputes Cmount. Feeds back all but the
+// mounting.
 ZUVDR_EXPORT void NHC(KF& kf, INS& ins);
 
 // At a standstill the gyroscope (3, rad/s) shows its bias. Corrects eb only.

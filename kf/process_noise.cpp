@@ -25,7 +25,7 @@ using zuvdr::Vector3;
 
 namespace {
 
-constexpr double kMotionNoise = 0.01;    // share of the signed reading that counts as noise
+constexpr double kMotionNoise = 0.01;    // sqrt(s), of the signed reading
 constexpr double kGyroNoise = 0.00023;   // rad/s/sqrt(Hz)
 constexpr double kAccNoise = 0.0038;     // m/s^2/sqrt(Hz)
 constexpr double kGyroBiasWalk = 1e-10;  // (rad/s)^2/s
@@ -42,36 +42,40 @@ struct Densities {
   Vector3 acc;   // (m/s)^2/s, body
 };
 
-// Qk by blocks. m1 = (Phi G) q G^T is (C = Cnb, F = the block of Phi from attitude to velocity, N
-// and A = C q C^T of the gyroscope and of the accelerometer, w = the walk of the column's state,
-// d = the decay of the biases):
+// Qk = (a + b) dt/2 by blocks. G brings the noise of the gyroscope into the attitude (-C = -Cnb),
+// that of the accelerometer into the velocity (C) and the walks w into biases and mounting (I).
+// a = (Phi G) q G^T is, with Phi_rc the block of Phi in row r and column c, N = C q C^T of the
+// gyroscope and A the same of the accelerometer:
 //
-//   m1         att         vel    pos   gyro b  acc b   mount
-//   attitude   N                        Phi w
-//   velocity   F C q C^T   A                    Phi w
-//   position               dt A
-//   gyro bias                           d w
-//   acc bias                                    d w
-//   mounting                                            w
+//   a          att            vel        pos   gyro b     acc b      mount
+//   attitude   N                               Phi_ag w
+//   velocity   Phi_va C q C^T A                           Phi_vb w
+//   position                  Phi_pv A
+//   gyro bias                                  Phi_gg w
+//   acc bias                                              Phi_bb w
+//   mounting                                                         w
 //
-// and m3 = (G q G^T) Phi^T is the transpose of that but for rounding.
-// False when something came out that is not finite.
+// and b = (G q G^T) Phi^T its transpose but for rounding. False when an element, or the sum of all
+// of them, is not finite.
 bool noise_in_blocks(const Transition& phi, const double* Cnb, const Densities& density, double dt,
                      double* Qk) {
   Matrix3 C;
   std::copy_n(Cnb, 9, C.e.begin());
   const Matrix3 C_transposed = transposed(C);
-  const auto rotated = [&C_transposed](const Matrix3& phi_g, const Vector3& q) {
+  // (Phi G) q G^T of one block; the signs of G cancel.
+  const auto times_noise = [&C_transposed](const Matrix3& phi_g, const Vector3& q) {
     return scale_columns(phi_g, q) * C_transposed;
   };
-  const Matrix3 N = rotated(C, density.gyro);
-  const Matrix3 A = rotated(C, density.acc);
+  const Matrix3 N = times_noise(C, density.gyro);
+  const Matrix3 A = times_noise(C, density.acc);
   const Matrix3 attitude_gyro_bias = kGyroBiasWalk * phi.attitude_gyro_bias;
   const Matrix3 velocity_acc_bias = kAccBiasWalk * phi.velocity_acc_bias;
+  const Vector3 gyro_bias = kGyroBiasWalk * phi.gyro_bias;
+  const Vector3 acc_bias = kAccBiasWalk * phi.acc_bias;
 
   std::fill_n(Qk, kStates * kStates, 0.0);
   double sum = 0.0;  // finite only if all its terms are
-  // m1 + m3 of one block.
+  // One row of a block: (a + b) dt/2.
   const auto put_row = [Qk, dt, &sum](std::size_t row, std::size_t column, double x, double y,
                                       double z) {
     double* q = Qk + row * kStates + column;
@@ -88,15 +92,15 @@ bool noise_in_blocks(const Transition& phi, const double* Cnb, const Densities& 
   put(kAttitude, kAttitude, N + N);
   put(kAttitude, kVelocity, N * transposed(phi.velocity_attitude));
   put(kAttitude, kGyroBias, attitude_gyro_bias);
-  put(kVelocity, kAttitude, rotated(phi.velocity_attitude * C, density.gyro));
+  put(kVelocity, kAttitude, times_noise(phi.velocity_attitude * C, density.gyro));
   put(kVelocity, kVelocity, A + A);
   put(kVelocity, kPosition, scale_columns(A, phi.position_velocity));
   put(kVelocity, kAccBias, velocity_acc_bias);
-  put(kPosition, kVelocity, rotated(scale_rows(phi.position_velocity, C), density.acc));
+  put(kPosition, kVelocity, times_noise(scale_rows(phi.position_velocity, C), density.acc));
   put(kGyroBias, kAttitude, transposed(attitude_gyro_bias));
-  put(kGyroBias, kGyroBias, zuvdr::diagonal(2.0 * kGyroBiasWalk * phi.gyro_bias));
+  put(kGyroBias, kGyroBias, zuvdr::diagonal(gyro_bias + gyro_bias));
   put(kAccBias, kVelocity, transposed(velocity_acc_bias));
-  put(kAccBias, kAccBias, zuvdr::diagonal(2.0 * kAccBiasWalk * phi.acc_bias));
+  put(kAccBias, kAccBias, zuvdr::diagonal(acc_bias + acc_bias));
   constexpr double kTwice = 2.0 * kMountingWalk;
   put(kMounting, kMounting, zuvdr::diagonal({kTwice, kTwice, kTwice}));
   return std::isfinite(sum);
@@ -128,7 +132,7 @@ void noise_dense(KF& kf, const double* Cnb, const Densities& density, double dt)
 
 void zuvdr::update_process_noise(const INS& ins, KF& kf, const double* imu, double dt,
                                  const Transition* phi) {
-  // The reading keeps its sign: the noise is smallest a little below zero, on purpose.
+  // The reading keeps its sign: tuned so, the noise is smallest a little below zero.
   const auto gyro = [imu](int i) { return square(kMotionNoise * imu[i] + kGyroNoise); };
   const auto acc = [imu](int i) { return square(kMotionNoise * imu[3 + i] + kAccNoise); };
   const Densities densities{{gyro(0), gyro(1), gyro(2)}, {acc(0), acc(1), acc(2)}};
@@ -142,19 +146,23 @@ void QkUpdate(INS& ins, KF& kf, double* imu, double dt) {
 }
 
 void QkCal(KF& kf, double (*G)[15], double (*q)[15], double dt) {
-  const double* g = G[0];
-  const double* density = q[0];
+  double g[kStates * kNoises];
+  double densities[kNoises * kNoises];
+  for (std::size_t i = 0; i < kStates; ++i) std::copy_n(G[i], kNoises, g + i * kNoises);
+  for (std::size_t i = 0; i < kNoises; ++i) std::copy_n(q[i], kNoises, densities + i * kNoises);
   double phi_g[kStates * kNoises];
   double phi_g_q[kStates * kNoises];
   double g_q[kStates * kNoises];
-  double m1[kStates * kStates];
-  double m2[kStates * kStates];
-  double m3[kStates * kStates];
+  double phi_noise[kStates * kStates];
+  double noise[kStates * kStates];
+  double noise_phi[kStates * kStates];
   zuvdr::multiply<kStates, kStates, kNoises>(kf.Phi, g, phi_g);
-  zuvdr::multiply<kStates, kNoises, kNoises>(phi_g, density, phi_g_q);
-  zuvdr::multiply_transposed<kStates, kNoises, kStates>(phi_g_q, g, m1);
-  zuvdr::multiply<kStates, kNoises, kNoises>(g, density, g_q);
-  zuvdr::multiply_transposed<kStates, kNoises, kStates>(g_q, g, m2);
-  zuvdr::multiply_transposed<kStates, kStates, kStates>(m2, kf.Phi, m3);
-  for (std::size_t i = 0; i < kStates * kStates; ++i) kf.Qk[i] = (m1[i] + m3[i]) * dt * 0.5;
+  zuvdr::multiply<kStates, kNoises, kNoises>(phi_g, densities, phi_g_q);
+  zuvdr::multiply_transposed<kStates, kNoises, kStates>(phi_g_q, g, phi_noise);
+  zuvdr::multiply<kStates, kNoises, kNoises>(g, densities, g_q);
+  zuvdr::multiply_transposed<kStates, kNoises, kStates>(g_q, g, noise);
+  zuvdr::multiply_transposed<kStates, kStates, kStates>(noise, kf.Phi, noise_phi);
+  for (std::size_t i = 0; i < kStates * kStates; ++i) {
+    kf.Qk[i] = (phi_noise[i] + noise_phi[i]) * dt * 0.5;
+  }
 }

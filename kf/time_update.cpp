@@ -13,20 +13,19 @@
 using zuvdr::kAccBias;
 using zuvdr::kAttitude;
 using zuvdr::kGyroBias;
-using zuvdr::kMounting;
 using zuvdr::kPosition;
 using zuvdr::kStates;
 using zuvdr::kVelocity;
 
 namespace {
 
-constexpr double kTilt1Degree = 0.00030461741978670857;     // (1 deg)^2, rad^2
-constexpr double kMounting5Degrees = 0.007615435494667714;  // (5 deg)^2, rad^2
-constexpr double kHeading90Degrees = 2.4674011002723395;    // (90 deg)^2, rad^2
+constexpr double kTiltVariance = 0.00030461741978670857;    // (1 deg)^2, rad^2
+constexpr double kMountingVariance = 0.007615435494667714;  // (5 deg)^2, rad^2
+constexpr double kHeadingVariance = 2.4674011002723395;     // (90 deg)^2, rad^2
 constexpr double kInitialP[kStates] = {
-    kTilt1Degree,
-    kTilt1Degree,
-    kHeading90Degrees,  // attitude, rad^2
+    kTiltVariance,
+    kTiltVariance,
+    kHeadingVariance,  // attitude, rad^2
     0.001,
     0.001,
     0.0015,  // velocity, (m/s)^2
@@ -39,15 +38,15 @@ constexpr double kInitialP[kStates] = {
     0.000256,
     0.000256,
     0.000256,  // accelerometer bias, (m/s^2)^2
-    kMounting5Degrees,
-    kMounting5Degrees,
-    kHeading90Degrees,  // mounting, rad^2
+    kMountingVariance,
+    kMountingVariance,
+    kHeadingVariance,  // mounting, rad^2
 };
-// Attitude, rad^2/s, and velocity, (m/s)^2/s; stands until the first QkCal.
+// Attitude, rad^2/s, and velocity, (m/s)^2/s; stands until the first process noise is computed.
 constexpr double kInitialQ[6] = {1e-6, 1e-6, 1e-6, 0.00101735, 0.00068373, 0.00029099};
-constexpr double kInitialVelocityR = 0.01;             // (m/s)^2
-constexpr double kInitialPositionSigma = 10.0;         // m, made an angle by the earth's radius
-constexpr double kBiasDecay = -0.0002777777777777778;  // 1/s, correlation time 3600 s
+constexpr double kInitialVelocityR = 0.01;      // (m/s)^2
+constexpr double kInitialPositionSigma = 10.0;  // m, made an angle by the earth's radius
+constexpr double kBiasDecay = -1.0 / 3600.0;    // 1/s, one over the correlation time
 
 constexpr auto kIdentity = [] {
   std::array<double, kStates * kStates> identity{};

@@ -1,5 +1,5 @@
 // The transition of the error state in blocks of 3 x 3 (C = Cnb, f = fn, d = 1 - dt/3600,
-// everything else zero):
+// everything else zero). Transition takes any values in these blocks but for the I.
 //
 //   Phi        att      vel    pos    gyro b  acc b   mount
 //   attitude   I                      -C dt
@@ -21,7 +21,8 @@
 
 namespace zuvdr {
 
-// Where a Phi of the form above is zero: all bits are set there, none elsewhere.
+// Where a Phi of the form above is zero: all bits are set there, none elsewhere. (A negative zero
+// counts as another form; kffk writes none.)
 constexpr std::array<std::uint64_t, kStates * kStates> zeros_of_transition() {
   std::array<std::uint64_t, kStates * kStates> zeros{};
   zeros.fill(~std::uint64_t{0});
@@ -65,8 +66,10 @@ class Transition {
       bits |= std::bit_cast<std::uint64_t>(Phi[l]) & kTransitionZeros[l];
     }
     bool unit = true;
-    for (const std::size_t i : {0, 1, 2, 3, 4, 5, 6, 7, 8, 15, 16, 17}) {
-      unit = unit && Phi[i * (kStates + 1)] == 1.0;
+    for (const State group : {kAttitude, kVelocity, kPosition, kMounting}) {
+      for (std::size_t i = group; i < group + 3; ++i) {
+        unit = unit && Phi[i * (kStates + 1)] == 1.0;
+      }
     }
     if (bits != 0 || !unit) return std::nullopt;
     return Transition(Phi);
@@ -77,9 +80,9 @@ class Transition {
       : attitude_gyro_bias(block(Phi, kAttitude, kGyroBias)),
         velocity_attitude(block(Phi, kVelocity, kAttitude)),
         velocity_acc_bias(block(Phi, kVelocity, kAccBias)),
-        position_velocity(diagonal(Phi, kPosition, kVelocity)),
-        gyro_bias(diagonal(Phi, kGyroBias, kGyroBias)),
-        acc_bias(diagonal(Phi, kAccBias, kAccBias)) {}
+        position_velocity(diagonal_of(Phi, kPosition, kVelocity)),
+        gyro_bias(diagonal_of(Phi, kGyroBias, kGyroBias)),
+        acc_bias(diagonal_of(Phi, kAccBias, kAccBias)) {}
 
   // out = Phi v, the picture above row by row; the 18 elements of v and of out lie `stride` apart.
   // Inlined by force: then a loop over neighbouring vectors works on several at a time.
@@ -114,7 +117,7 @@ class Transition {
     const double* c = b + kStates;
     return {{a[0], a[1], a[2], b[0], b[1], b[2], c[0], c[1], c[2]}};
   }
-  static Vector3 diagonal(const double* Phi, State row, State column) {
+  static Vector3 diagonal_of(const double* Phi, State row, State column) {
     const Matrix3 d = block(Phi, row, column);
     return {d.e[0], d.e[4], d.e[8]};
   }

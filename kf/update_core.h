@@ -19,7 +19,7 @@ class MeasurementMatrix {
  public:
   static constexpr std::size_t kColumns = 3 * sizeof...(observed);
 
-  // The states that the columns belong to.
+  // The states that the columns belong to; their order is that of the sums.
   static constexpr std::array<std::size_t, kColumns> kObserved = [] {
     std::array<std::size_t, kColumns> states{};
     std::size_t column = 0;
@@ -34,6 +34,8 @@ class MeasurementMatrix {
   const double* data() const { return e_; }
 
  private:
+  static_assert(std::is_sorted(kObserved.begin(), kObserved.end()));
+
   static constexpr std::array<std::size_t, kStates> kColumnOf = [] {
     std::array<std::size_t, kStates> columns{};
     columns.fill(kColumns);
@@ -91,11 +93,11 @@ bool update_covariance(KF& kf, const MeasurementMatrix<m, observed...>& H,
 void update_covariance_dense(KF& kf, double* H, int m, const double* R, double* PHt, double* S,
                              double* K);
 
-// X += K z and the update of P above; z has m elements. P_prior receives the copy of P.
+// X += K z and the update of P above; z has m elements. P_prior receives P as it was before.
 //
-// Leaving out the columns that are zero changes no bit of a finite result. One that is not finite
-// is computed again with all of H: zero times an infinity or a NaN is a NaN, which reaches states
-// that are not observed.
+// Leaving out the columns that are zero changes no finite result. One that is not finite is
+// computed again with all of H, so that the record is that of the full products in every case: zero
+// times an infinity or a NaN is a NaN, which reaches states that are not observed.
 template <std::size_t m, State... observed>
 void update_core(KF& kf, const double* z, const MeasurementMatrix<m, observed...>& H,
                  const UpdateStorage<m>& work) {

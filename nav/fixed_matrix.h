@@ -1,7 +1,8 @@
 // Products of row-major matrices whose sizes are known when compiling.
 //
 // Inner sums are unrolled (all sizes are at most 18): then compilers work on neighbouring columns
-// side by side and keep a sum in its register. The order of every sum stays that of plain loops.
+// side by side and keep a sum in its register. Rows of 18, two columns at a time, are unrolled as
+// well. The order of every sum stays that of plain loops.
 #pragma once
 
 #include <array>
@@ -18,9 +19,9 @@ void multiply_selected(const double* __restrict a, const double* __restrict b,
   for (std::size_t i = 0; i < n; ++i) {
 #pragma GCC unroll 9
     for (std::size_t j = 0; j < p; ++j) {
-      double sum = a[i * a_width + a_columns[0]] * b[b_rows[0] * p + j];
+      double sum = 0.0;
 #pragma GCC unroll 18
-      for (std::size_t k = 1; k < a_columns.size(); ++k) {
+      for (std::size_t k = 0; k < a_columns.size(); ++k) {
         sum += a[i * a_width + a_columns[k]] * b[b_rows[k] * p + j];
       }
       out[i * p + j] = sum;
@@ -58,13 +59,11 @@ void multiply_transposed(const double* a, const double* b, double* out) {
   multiply<n, m, p>(a, b_transposed, out);
 }
 
-// out = a + b, all n x n and apart from each other.
+// out = a + b, all n x n and not overlapping.
 template <std::size_t n>
 void add(const double* __restrict a, const double* __restrict b, double* __restrict out) {
-  for (std::size_t j = 0; j < n; ++j) {
-#pragma GCC unroll 18
-    for (std::size_t i = 0; i < n; ++i) out[i * n + j] = a[i * n + j] + b[i * n + j];
-  }
+#pragma GCC unroll 9
+  for (std::size_t k = 0; k < n * n; ++k) out[k] = a[k] + b[k];
 }
 
 // out = (A + A^T)/2; element(i n + j) gives A(i, j) and may read out, because both elements of a
@@ -98,8 +97,8 @@ void symmetrise(double* p) {
   store_symmetric<n>([p](std::size_t k) { return p[k]; }, p);
 }
 
-// Whether all elements of a (n x n) are finite. A sum with an infinity or a NaN in it is neither;
-// one that overflows makes this false without need.
+// Whether all elements of a (n x n) are finite. A sum that contains an infinity or a NaN is not
+// finite; one that overflows gives false for finite elements.
 template <std::size_t n>
 bool all_finite(const double* a) {
   double column_sums[n];

@@ -116,7 +116,8 @@ void InsUpdate(INS& ins, double* imu, double dt) {
 
 void qupdt3(INS& ins, double* gyro, double dt) {
   const Matrix4 omega = rate_matrix(gyro[0] - ins.eb[0], gyro[1] - ins.eb[1], gyro[2] - ins.eb[2]);
-  // q <- (I + dt/2 B) q with B = omega (I + dt omega_prev) + omega_prev.
+  // Heun: k1 = omega_prev q, k2 = omega (q + dt k1), q <- q + dt/2 (k1 + k2), as one matrix
+  // I + dt/2 (omega (I + dt omega_prev) + omega_prev) for its rounding.
   Matrix4 predictor;
   Matrix4 product;
   Matrix4 transition;

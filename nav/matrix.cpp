@@ -44,7 +44,8 @@ struct Square {
   }
 };
 
-// A becomes U on and above the diagonal and L below it (unit diagonal not stored):
+// A becomes U on and above the diagonal and L below it (unit diagonal not stored), without pivoting
+// because the matrices of the filters are symmetric and positive definite:
 // U[k][j] = A[k][j] - sum(t<k) L[k][t] U[t][j],  L[i][k] = (A[i][k] - sum(t<k) L[i][t] U[t][k]) /
 // U[k][k].
 void factorise(const Square& a) {
@@ -78,8 +79,9 @@ void invert_unit_lower(const Square& l) {
 void multiply_factors(const Square& a) {
   for (std::size_t i = 0; i < a.n; ++i) {
     for (std::size_t j = 0; j < i; ++j) a(i, j) = a.add_products(0.0, i, j, i, a.n);
-    // From the diagonal on the first term is that of the ones of L^-1.
-    for (std::size_t j = i; j < a.n; ++j) a(i, j) = a.add_products(a(i, j), i, j, j + 1, a.n);
+    // From the diagonal on the first term is that of the ones of L^-1 (added to zero, as in every
+    // sum, so that no zero is negative).
+    for (std::size_t j = i; j < a.n; ++j) a(i, j) = a.add_products(0.0 + a(i, j), i, j, j + 1, a.n);
   }
 }
 

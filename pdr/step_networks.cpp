@@ -24,7 +24,8 @@ float Goutput[1];
 
 namespace {
 
-// The two networks part ways on NaN: one ignores a broken window, the other passes it on.
+// The two networks part ways on NaN: the accelerometer's takes it for 0, the gyroscope's hands it
+// on.
 float rectify_clearing_nan(float x) {
   return x >= 0.0f ? x : 0.0f;
 }
@@ -85,7 +86,8 @@ void dense(const float (&x)[Inputs], const float (&weights)[Inputs * Outputs],
   for (std::size_t j = 0; j < Outputs; ++j) y[j] = rectify(sum[j] + bias[j]);
 }
 
-// The same with the bias at the start of each sum: the float32 result may differ in its last bit.
+// The same with the bias at the start of each sum, as this layer was trained: it rounds
+// differently.
 template <std::size_t Inputs, std::size_t Outputs, typename Rectifier>
 void dense_from_bias(const float (&x)[Inputs], const float (&weights)[Inputs * Outputs],
                      const float (&bias)[Outputs], Rectifier rectify, float (&y)[Outputs]) {

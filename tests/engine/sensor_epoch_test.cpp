@@ -104,7 +104,7 @@ TEST(QuietDetector, EachAxisHasItsThreshold) {
 
   // One sample apart from 24 equal ones has a deviation of a fifth of the distance: wherever it
   // stands, also at the end that the next epoch is compared with.
-  for (const std::size_t place : {0, 12, 23}) {
+  for (const std::size_t place : {0U, 12U, 23U}) {
     for (const double fifths : {4.99, 5.01}) {
       quiet({0.0, 0.0, 0.0});
       engine().static_count = 0;
@@ -113,6 +113,17 @@ TEST(QuietDetector, EachAxisHasItsThreshold) {
       run_epoch(kSecond + kEpoch);
       EXPECT_EQ(engine().static_count, fifths < 5.0 ? 1 : 0) << place;
     }
+  }
+  // Ends d apart around samples in their middle have a deviation of d / sqrt(48), the least that
+  // they can have. The newest sample is the silent sensor's zero.
+  for (const double root_of_48ths : {0.999, 1.001}) {
+    quiet({0.0, 0.0, 0.0});
+    engine().static_count = 0;
+    const double apart = root_of_48ths * std::sqrt(48.0) * limits[0];
+    engine().gyr_win_x.assign(24, 0.5 * apart);
+    engine().gyr_win_x.front() = apart;
+    run_epoch(kSecond + kEpoch);
+    EXPECT_EQ(engine().static_count, root_of_48ths < 1.0 ? 1 : 0);
   }
 }
 

@@ -20,6 +20,7 @@ std::string paired(const std::string& text) {
   Reset();
   std::istringstream stream(text);
   std::vector<std::string> names;
+  std::vector<std::int64_t> times;
   int epochs = 0;
   for (std::string name; stream >> name;) {
     const std::string time = name.substr(1);
@@ -27,6 +28,7 @@ std::string paired(const std::string& text) {
                            : time == "max" ? kLastTime
                                            : std::llround(std::stod(time) * 1e6);
     names.push_back(name);
+    times.push_back(t);
     epochs += engine().DataSort(event(type_of(name[0]), t, {static_cast<double>(names.size())}));
   }
   EXPECT_EQ(engine().epoch_queue.size(), static_cast<std::size_t>(epochs)) << text;
@@ -34,6 +36,7 @@ std::string paired(const std::string& text) {
   std::string result;
   for (const SensorEpoch& e : engine().epoch_queue) {
     result += ' ' + name(e.gyr[0]) + '+' + name(e.acc[0]);
+    EXPECT_EQ(e.time_ns, times.at(static_cast<std::size_t>(e.gyr[0]) - 1)) << text;
     if (e.match_mask & 2) result += '+' + name(e.mag[0]);
     if (e.match_mask & 4) result += '+' + name(e.pres[0]);
     EXPECT_TRUE(e.match_mask & 2 || e.mag[0] == 0.0f) << text;

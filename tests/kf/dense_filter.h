@@ -1,6 +1,7 @@
-// The vehicle filter written as full products of dense matrices, nothing skipped and nothing
-// shared with kf/ but the feedback and the inverse: the reference of its structured forms, and the
-// slow side of the benchmarks. All sums run in ascending order of the inner index, from zero.
+// The vehicle filter written as full products of dense matrices, nothing skipped and nothing shared
+// with kf/ but kffk and the feedback, nor with nav/ but the attitude and the inverse: the reference
+// of the structured forms, and the slow side of the benchmarks. All sums run in ascending order of
+// the inner index, from zero.
 #pragma once
 
 #include <algorithm>
@@ -126,27 +127,30 @@ inline void cofactor_inverse(double* A, double* Ainv, int size) {
 // The inverse that the measurement updates below use; both do the same to rounding.
 inline void (*inverse)(double*, double*, int) = MatrixInverse_n;
 
-// X += K z, P = P_prior - (K H) P_prior, symmetrised.
 template <std::size_t m>
-struct Update {
+struct Intermediate {
   Matrix<18, m> PHt, K;
   Matrix<m, m> S;
-
-  Update(KF& kf, const double* z, const Matrix<m, 18>& H, const Matrix<m, m>& R) {
-    const Square P(kf.P);
-    P.store(kf.P_prior);
-    PHt = P * transposed(H);
-    S = H * PHt + R;
-    double s[m * m], s_inverse[m * m];
-    S.store(s);
-    inverse(s, s_inverse, static_cast<int>(m));
-    K = PHt * Matrix<m, m>(s_inverse);
-    const Matrix<18, 1> correction = K * Matrix<m, 1>(z);
-    for (std::size_t i = 0; i < 18; ++i) kf.X[i] += correction.e[i][0];
-    (P - (K * H) * P).store(kf.P);
-    symmetrise(kf);
-  }
 };
+
+// X += K z, P = P_prior - (K H) P_prior, symmetrised.
+template <std::size_t m>
+Intermediate<m> measurement_update(KF& kf, const double* z, const Matrix<m, 18>& H,
+                                   const Matrix<m, m>& R) {
+  const Square P(kf.P);
+  P.store(kf.P_prior);
+  const Matrix<18, m> PHt = P * transposed(H);
+  const Matrix<m, m> S = H * PHt + R;
+  double s[m * m], s_inverse[m * m];
+  S.store(s);
+  inverse(s, s_inverse, static_cast<int>(m));
+  const Matrix<18, m> K = PHt * Matrix<m, m>(s_inverse);
+  const Matrix<18, 1> correction = K * Matrix<m, 1>(z);
+  for (std::size_t i = 0; i < 18; ++i) kf.X[i] += correction.e[i][0];
+  (P - (K * H) * P).store(kf.P);
+  symmetrise(kf);
+  return {PHt, K, S};
+}
 
 template <std::size_t m>
 Matrix<m, m> diagonal(double value) {
@@ -225,11 +229,11 @@ inline void KfUpdate(INS& ins, KF& kf, double* z, double* r, bool update) {
   H.e[7][15] = -vehicle_velocity(ins, 1);
   H.e[7][16] = vehicle_velocity(ins, 0);
   for (std::size_t i = 0; i < 8; ++i) R.e[i][i] = r[i] * r[i];
-  const Update<8> done(kf, z, H, R);
+  const Intermediate<8> kept = measurement_update(kf, z, H, R);
   R.store(kf.R);
-  done.PHt.store(kf.PHt);
-  done.S.store(kf.S);
-  done.K.store(kf.K);
+  kept.PHt.store(kf.PHt);
+  kept.S.store(kf.S);
+  kept.K.store(kf.K);
 }
 
 inline void MeasureUpdate(double* pos, double* vel, double* r, INS& ins, KF& kf, glvs& /*glv*/) {
@@ -254,7 +258,7 @@ inline void ZUPT(KF& kf, INS& ins) {
   std::fill_n(kf.X, 18, 0.0);
   Matrix<3, 18> H;
   for (std::size_t k = 0; k < 3; ++k) H.e[k][3 + k] = 1.0;
-  const Update<3> done(kf, ins.vn, H, diagonal<3>(0.0001));
+  measurement_update(kf, ins.vn, H, diagonal<3>(0.0001));
   KfFeedback(ins, kf);
 }
 
@@ -265,7 +269,7 @@ inline void NHC(KF& kf, INS& ins) {
   vehicle_row(ins, 0, H.e[0]);
   vehicle_row(ins, 2, H.e[1]);
   const double z[2] = {vehicle_velocity(ins, 0), vehicle_velocity(ins, 2)};
-  const Update<2> done(kf, z, H, diagonal<2>(0.0025000000000000005));
+  measurement_update(kf, z, H, diagonal<2>(0.0025000000000000005));
   KfFeedback(ins, kf);
 }
 
@@ -277,7 +281,7 @@ inline void wBiasupdate(KF& kf, INS& ins, double* gyro) {
     H.e[k][9 + k] = 1.0;
     z[k] = gyro[k] - ins.eb[k];
   }
-  const Update<3> done(kf, z, H, diagonal<3>(8.999999999999999e-08));
+  measurement_update(kf, z, H, diagonal<3>(8.999999999999999e-08));
   for (std::size_t k = 0; k < 3; ++k) ins.eb[k] += kf.X[9 + k];
 }
 
@@ -295,7 +299,7 @@ inline void tiltupdate(KF& kf, INS& ins, double* acc) {
   }
   Matrix<2, 18> H;
   H.e[0][0] = H.e[1][1] = 1.0;
-  const Update<2> done(kf, z, H, diagonal<2>(0.0016));
+  measurement_update(kf, z, H, diagonal<2>(0.0016));
   const double correction[3] = {-kf.X[0], -kf.X[1], 0.0};
   qdelphi(ins.qnb, correction);
   attsyn(ins.qnb, ins);

@@ -1,8 +1,9 @@
-// Linked into a program beside the library, puts the dense forms in the place of the library's own:
-// the engine calls these through their exported names, and the program's definitions come first.
+// Linked into a program beside the library, puts the dense forms in the place of those that the
+// engine calls: it does so through their exported names, and the program's definitions come first.
 // Stops the program when the covariance is not symmetric and positive definite; says at the end how
-// often it was called.
+// often each was called.
 #include <Eigen/Dense>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -10,16 +11,22 @@
 
 namespace {
 
+enum Form { kTimeUpdate, kGnss, kZeroVelocity, kNonHolonomic, kGyroBias, kTilt, kForms };
+
 struct Calls {
-  long count = 0;
-  ~Calls() { std::fprintf(stderr, "%ld calls of the dense forms\n", count); }
+  long count[kForms] = {};
+  ~Calls() {
+    const char* const names[kForms] = {"time_update", "MeasureUpdate", "ZUPT",
+                                       "NHC",         "wBiasupdate",   "tiltupdate"};
+    for (int i = 0; i < kForms; ++i) std::fprintf(stderr, "%s %ld ", names[i], count[i]);
+  }
 } calls;
 
-void check(const KF& kf) {
+void check(Form form, const KF& kf) {
   const Eigen::Map<const Eigen::Matrix<double, 18, 18>> P(kf.P);
-  ++calls.count;
+  ++calls.count[form];
   if (P == P.transpose() && P.llt().info() == Eigen::Success) return;
-  std::fprintf(stderr, "call %ld: P is not symmetric and positive definite\n", calls.count);
+  std::fprintf(stderr, "P is not symmetric and positive definite\n");
   std::_Exit(1);
 }
 
@@ -31,30 +38,30 @@ void zuvdr::time_update(INS& ins, KF& kf, const double* imu, double dt) {
   kffk(ins, kf, dt);
   dense::QkUpdate(ins, kf, reading, dt);
   dense::KfUpdate(ins, kf, nullptr, nullptr, false);
-  check(kf);
+  check(kTimeUpdate, kf);
 }
 
 void MeasureUpdate(double* pos, double* vel, double* r, INS& ins, KF& kf, glvs& glv) {
   zuvdr::dense::MeasureUpdate(pos, vel, r, ins, kf, glv);
-  check(kf);
+  check(kGnss, kf);
 }
 
 void ZUPT(KF& kf, INS& ins) {
   zuvdr::dense::ZUPT(kf, ins);
-  check(kf);
+  check(kZeroVelocity, kf);
 }
 
 void NHC(KF& kf, INS& ins) {
   zuvdr::dense::NHC(kf, ins);
-  check(kf);
+  check(kNonHolonomic, kf);
 }
 
 void wBiasupdate(KF& kf, INS& ins, double* gyro) {
   zuvdr::dense::wBiasupdate(kf, ins, gyro);
-  check(kf);
+  check(kGyroBias, kf);
 }
 
 void tiltupdate(KF& kf, INS& ins, double* acc) {
   zuvdr::dense::tiltupdate(kf, ins, acc);
-  check(kf);
+  check(kTilt, kf);
 }

@@ -12,13 +12,14 @@ endforeach()
 file(GLOB recorded "${DATA}/vehicle/*_phone_ne*.csv.gz" "${DATA}/reference/car-*.csv.gz")
 list(FILTER recorded EXCLUDE REGEX "trace")
 foreach(log IN LISTS logs recorded)
-  foreach(form trace dense_trace)
+  foreach(form trace dense_trace)  # the calls are those of the latter
     string(TOUPPER ${form} program)
     execute_process(COMMAND "${${program}}" "${log}" OUTPUT_FILE "${SCRATCH}/${form}.csv"
                     ERROR_VARIABLE calls COMMAND_ERROR_IS_FATAL ANY)
   endforeach()
-  if(log IN_LIST logs AND calls MATCHES "^0 calls")
-    message(FATAL_ERROR "${log}: the dense forms were not called")
+  # All six of them take part in a drive with a tunnel, which the first one is.
+  if(log MATCHES "journey-0" AND calls MATCHES " 0 ")
+    message(FATAL_ERROR "${log}: dense forms were not called: ${calls}")
   endif()
   file(SHA256 "${SCRATCH}/trace.csv" a)
   file(SHA256 "${SCRATCH}/dense_trace.csv" b)

@@ -52,6 +52,18 @@ TEST(Mechanisation, AttitudeStepAveragesTwoRates) {
   }
 }
 
+// Half a turn about y and then about x, not the other way round: Heun's predictor is turned by the
+// rate of the call before, its corrector by the new one. With unit quaternions j and i for the axes
+// q = 1 + dt/4 (3 j + 3 i) + dt^2/8 (3 j)(3 i), and j i = -k.
+TEST(Mechanisation, AttitudeStepTakesTwoAxesInTheirOrder) {
+  INS ins = navigator(1, Matrix3d::Identity());
+  double about_y[3] = {0.0, 3.0, 0.0}, about_x[3] = {3.0, 0.0, 0.0};
+  qupdt3(ins, about_y, 0.0);
+  qupdt3(ins, about_x, 0.04);
+  const Quaterniond expected(1.0, 0.03, 0.03, -0.0018);
+  EXPECT_LT(distance(ins.qnb, Eigen::Vector4d(1.0, 0.03, 0.03, -0.0018) / expected.norm()), 1e-15);
+}
+
 // A full circle to the left at 15 m/s with a radius of 50 m in a car that a phone watches askew.
 // The errors of a second-order method fall to a quarter with half the step.
 TEST(Mechanisation, CoordinatedTurnClosesTheCircleToSecondOrder) {

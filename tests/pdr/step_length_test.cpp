@@ -35,7 +35,8 @@ TEST(StepLength, IsThatOfEveryStepTheWindowPassesAndOfTheLastOneItStartsWith) {
   const std::pair<Indices, Indices> cases[] = {
       {{3, 10, 12, 24}, {12, 24}},  // starts with 3, 10 and 12
       {{3, 6, 13, 25}, {6, 13, 25}},
-      {{10, 29, 39}, {29}},  // 39 is the newest
+      {{10, 29, 39}, {29}},              // 39 is the newest
+      {{1, 3, 8, 28, 30}, {8, 28, 30}},  // the longest interval is not the last
       {{0, 39}, {}},
   };
   for (const auto& [steps, measured] : cases) {
@@ -46,9 +47,9 @@ TEST(StepLength, IsThatOfEveryStepTheWindowPassesAndOfTheLastOneItStartsWith) {
 }
 
 TEST(StepLength, FollowsTheFourthRootOfTheRangeAndTheHorizontalMean) {
-  Walk walk(40, {10, 20});
+  Walk walk(40, {5, 10, 20});
   walk.z[10] = walk.z[11] - 16.0;
-  walk.z[9] = walk.z[20] = 1e6;  // neither is part of the step
+  walk.z[7] = walk.z[9] = walk.z[20] = 1e6;  // none is part of the step
   EXPECT_NEAR(walk.lengths()[20], 2.0 * 0.66, 1e-12);
   walk.x.assign(40, 30.0);  // u = 0.04 s * 50 m/s^2 = 2
   walk.y.assign(40, -40.0);
