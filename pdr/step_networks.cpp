@@ -86,8 +86,7 @@ void dense(const float (&x)[Inputs], const float (&weights)[Inputs * Outputs],
   for (std::size_t j = 0; j < Outputs; ++j) y[j] = rectify(sum[j] + bias[j]);
 }
 
-// The same with the bias at the start of each sum, as this layer was trained: it rounds
-// differently.
+// The same with the bias at the start of each sum, which rounds differently.
 template <std::size_t Inputs, std::size_t Outputs, typename Rectifier>
 void dense_from_bias(const float (&x)[Inputs], const float (&weights)[Inputs * Outputs],
                      const float (&bias)[Outputs], Rectifier rectify, float (&y)[Outputs]) {

@@ -12,7 +12,7 @@
 namespace zuvdr::tools {
 
 // One replay; the engine is reset at its start. Memory does not grow with the log but for the list
-// of outages.
+// of outages and epochs that no fix releases.
 class Replay {
  public:
   // `deliver` gets every row of the track, in order of the fixes. A row waits for the truth that

@@ -24,8 +24,8 @@ double driven_between(const TrackRow& a, const TrackRow& b) {
 }
 
 // Bins of the error in rounded decimetres. Below 2^kExactBits there is one for each, so that a
-// quantile shows the decimal that the error itself would show; each further octave has half as
-// many, of double the width.
+// quantile shows the decimal that the error itself would show, but for ties; each further octave
+// has half as many, of double the width.
 constexpr unsigned kExactBits = 14;
 constexpr std::size_t kOctave = std::size_t{1} << (kExactBits - 1);
 constexpr double kFarthest = 1e8;  // m, more than the Earth has room for
@@ -62,6 +62,7 @@ void ErrorFigures::add(double metres) {
   ++bins_[bin];
   ++count_;
   squares_ += metres * metres;
+  smallest_ = std::fmin(smallest_, metres);
   largest_ = std::fmax(largest_, metres);
 }
 
@@ -75,7 +76,7 @@ double ErrorFigures::quantile(double part) const {
   std::size_t bin = 0;
   std::size_t reached = bins_[0];
   while (static_cast<double>(reached) < rank && bin + 1 < bins_.size()) reached += bins_[++bin];
-  return middle_of(bin);
+  return std::clamp(middle_of(bin), smallest_, largest_);
 }
 
 void OutageFinder::add(const FixAnswer& answer) {

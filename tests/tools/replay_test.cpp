@@ -65,6 +65,8 @@ TEST(ErrorFiguresTest, QuantilesAgreeWithSorting) {
     }
     std::sort(errors.begin(), errors.end());
     EXPECT_EQ(figures.largest(), errors.back());
+    EXPECT_LE(figures.quantile(1.0), errors.back());
+    EXPECT_GE(figures.quantile(0.0), errors.front());
     for (const std::size_t rank : {1U, 2U, 250U, 2500U, 4750U, 4999U, 5000U}) {
       const double exact = errors[rank - 1];
       const double part = (static_cast<double>(rank) - 0.5) / static_cast<double>(errors.size());
@@ -294,6 +296,7 @@ std::vector<double> counts(const std::string& table, const std::string& name) {
   return all;
 }
 
+// The peak is that of all programs that the test has run, so this case wants a process of its own.
 TEST_F(ProgramTest, ReplayNeedsNoMoreMemoryForALongerLog) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizer keeps what was freed";
@@ -319,7 +322,7 @@ TEST_F(ProgramTest, ReplayNeedsNoMoreMemoryForALongerLog) {
     return children.ru_maxrss;
   };
   const long for_minutes = peak_kilobytes(600);
-  EXPECT_LT(peak_kilobytes(100'000), for_minutes + 600);
+  EXPECT_LT(peak_kilobytes(300'000), for_minutes + 600);
 }
 
 TEST_F(ProgramTest, StepsAreCountedLogByLog) {
