@@ -14,11 +14,14 @@
 #include <string>
 #include <vector>
 
-#include "bench/heap_counter.h"
 #include "bench/roads.h"
+#include "tests/engine/heap_counter.h"
 
 namespace zuvdr::bench {
 namespace {
+
+using tests::heap_count;
+using tests::HeapCount;
 
 constexpr int kTimedMinutes = 60;
 constexpr int kCountedMinutes = 3;

@@ -1,38 +1,9 @@
-// Counts the engine's calls of operator new, which this program replaces for the library too.
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdlib>
-#include <new>
 
 #include "tests/engine/engine_feed.h"
-
-namespace {
-
-struct Count {
-  int blocks = 0;  // of the size that std::deque has for its elements
-  int others = 0;
-};
-Count* counting = nullptr;
-
-constexpr std::size_t kBlock = 512;  // bytes that libstdc++ fills with whole elements
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  if (counting != nullptr) {
-    const bool block = size == kBlock || size == kBlock / sizeof(SensorEpoch) * sizeof(SensorEpoch);
-    ++(block ? counting->blocks : counting->others);
-  }
-  if (void* const memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
+#include "tests/engine/heap_counter.h"
 
 namespace {
 
@@ -43,7 +14,7 @@ constexpr int kFixes = 128, kEpochs = 25 * kFixes;
 
 // The blocks that so many new elements fill.
 constexpr int blocks(int elements, std::size_t size) {
-  return elements / static_cast<int>(kBlock / size);
+  return elements / static_cast<int>(512 / size);
 }
 
 // A phone whose vehicle navigator has converged, with all four sensors.
@@ -95,18 +66,17 @@ TEST(Allocation, ASteadyEpochAllocatesNothingButTheBlocksOfItsQueues) {
       EXPECT_EQ(engine().static_long, 1 - c.moving);
     };
     expect_both_sides();
-    Count count;
-    counting = &count;
+    const zuvdr::tests::HeapCount before = zuvdr::tests::heap_count();
     phone.fixes(kFixes, c.bounce, c.swing, c.healthy);
-    counting = nullptr;
+    const zuvdr::tests::HeapCount after = zuvdr::tests::heap_count();
     expect_both_sides();
-    EXPECT_EQ(count.others, 0);
+    EXPECT_EQ(after.others, before.others);
     // The walker's history, quiet windows and attitudes; raw events; paired epochs; votes a fix.
-    EXPECT_LE(count.blocks, (5 + 3 + 2) * blocks(kEpochs, sizeof(double)) +
-                                4 * blocks(kEpochs, sizeof(SensorData)) +
-                                blocks(kEpochs, sizeof(SensorEpoch)) +
-                                4 * blocks(kFixes, sizeof(std::int32_t)));
-    EXPECT_GT(count.blocks, 0) << "the library's calls are counted";
+    EXPECT_LE(after.deque_blocks - before.deque_blocks,
+              (5 + 3 + 2) * blocks(kEpochs, sizeof(double)) +
+                  4 * blocks(kEpochs, sizeof(SensorData)) + blocks(kEpochs, sizeof(SensorEpoch)) +
+                  4 * blocks(kFixes, sizeof(std::int32_t)));
+    EXPECT_GT(after.deque_blocks, before.deque_blocks) << "the library's calls are counted";
   }
 }
 

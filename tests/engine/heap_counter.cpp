@@ -1,22 +1,24 @@
-#include "bench/heap_counter.h"
+#include "tests/engine/heap_counter.h"
 
 #include <cstddef>
 #include <cstdlib>
 #include <new>
 
+#include "engine/insZuAlgo.h"
+
 namespace {
 
-zuvdr::bench::HeapCount count{};
+zuvdr::tests::HeapCount count{};
 
-// libstdc++'s deques take blocks of as many elements as fit into 512 bytes; SensorEpoch has 120
-// (engine/insZuAlgo.h asserts it).
+// libstdc++'s deques take blocks of as many elements as fit into 512 bytes; of the engine's element
+// types only SensorEpoch does not fill them.
 constexpr bool is_deque_block(std::size_t size) {
-  return size == 512 || size == 480;
+  return size == 512 || size == 512 / sizeof(SensorEpoch) * sizeof(SensorEpoch);
 }
 
 }  // namespace
 
-zuvdr::bench::HeapCount zuvdr::bench::heap_count() {
+zuvdr::tests::HeapCount zuvdr::tests::heap_count() {
   return count;
 }
 

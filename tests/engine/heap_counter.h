@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace zuvdr::bench {
+namespace zuvdr::tests {
 
 struct HeapCount {
   std::int64_t deque_blocks;  // by their size
@@ -13,4 +13,4 @@ struct HeapCount {
 // Since the program's start.
 HeapCount heap_count();
 
-}  // namespace zuvdr::bench
+}  // namespace zuvdr::tests
