@@ -20,7 +20,6 @@ using State = sns_oem_step_detector_inst_state;
 
 constexpr std::int32_t kHoldoff = 6;                // calls, 0.24 s
 constexpr std::int32_t kRefractory = 6;             // calls, 0.24 s
-constexpr std::uint64_t kShortestGate = 200000001;  // ns
 constexpr std::uint64_t kLongPause = 2000000001;    // ns: ends any bout
 constexpr std::uint64_t kShortPause = 1300000001;   // ns: ends a bout that has hardly begun
 constexpr std::int32_t kYoungBout = 3;              // steps

@@ -18,6 +18,15 @@ inline constexpr float kStepPeak = 0.5f;    // m/s^2 and rad/s
 inline constexpr float kAccValley = -0.5f;  // m/s^2
 inline constexpr float kGyrValley = -0.3f;  // rad/s
 
+inline constexpr std::uint64_t kShortestGate = 200000001;  // ns
+
+// Whether a hit at time t (ns) would find the gate open. The machine computes the time since the
+// gate was shut, as float32, only in epochs that can show a hit.
+inline bool gate_open(const sns_oem_step_detector_inst_state& state, std::uint64_t t) {
+  const std::uint64_t elapsed = t - static_cast<std::uint64_t>(state.gate_time);
+  return static_cast<float>(elapsed) > static_cast<float>(kShortestGate - 1);
+}
+
 // Whether the window has a peak above 0.5 and then a valley below the threshold. The peak is the
 // first interior local maximum above the oldest sample (without one, the oldest sample itself); the
 // valley is the first interior local minimum after it (without one, the peak). The newest sample is
@@ -41,6 +50,9 @@ class StepStateMachine {
   // Searches, gate, decision and counts at time t (ns), from the record's windows and scores.
   void decide(std::uint64_t t, State& state);
 
+  // Calls that must still pass before the next step.
+  std::int32_t refractory() const { return refractory_; }
+
  private:
   // Third-order Butterworth band-pass in direct form II: -3 dB at 0.012 and 0.108 cycles per sample
   // (0.3 and 2.7 Hz at 25 Hz). It sees gravity as a step and takes some seconds to settle.
@@ -54,7 +66,7 @@ class StepStateMachine {
 
   BandPass acc_band_pass_;
   BandPass gyr_band_pass_;
-  std::int32_t refractory_ = 0;  // calls that must still pass before the next step
+  std::int32_t refractory_ = 0;
 };
 
 }  // namespace zuvdr

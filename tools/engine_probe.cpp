@@ -1,19 +1,8 @@
 #include "tools/engine_probe.h"
 
+#include "pdr/step_state_machine.h"
+
 namespace zuvdr::tools {
-namespace {
-
-// The gate of pdr/step_state_machine.cpp, which computes the time since it was shut, as float32,
-// only in epochs that can show a hit.
-bool gate_open(const sns_oem_step_detector_inst_state& detector, std::int64_t time_ns) {
-  constexpr float kShortestGate = 2e8f;  // ns
-  const std::uint64_t elapsed =
-      static_cast<std::uint64_t>(time_ns) - static_cast<std::uint64_t>(detector.gate_time);
-  return static_cast<float>(elapsed) > kShortestGate;
-}
-
-}  // namespace
-
 EngineProbe probe_engine() {
   const insZuAlgo& engine = *minsZuAlgo;
   return {.last_epoch_time = engine.last_sensor_time,
@@ -22,6 +11,7 @@ EngineProbe probe_engine() {
           .converged = engine.gps_converged != 0,
           .pedestrian_started = engine.pdr_started != 0,
           .pedestrian_ready = engine.pdr_ready != 0,
+          .pedestrian_speed = engine.pedestrian.pdr_speed,
           .bout_steps = engine.step_detector.bout_step_count,
           .total_steps = engine.step_detector.total_steps};
 }
@@ -50,7 +40,7 @@ std::optional<DetectedEpoch> detect_steps(const SensorData& event) {
                        .scored = detector.nets_ready != 0,
                        .acc_hit = detector.acc_hit != 0,
                        .gyr_hit = detector.gyr_hit != 0,
-                       .gate_open = gate_open(detector, epoch->time_ns),
+                       .gate_open = gate_open(detector, static_cast<std::uint64_t>(epoch->time_ns)),
                        .step = detector.step_flag != 0};
 }
 

@@ -18,6 +18,7 @@ struct EngineProbe {
   bool converged;                // the vehicle solution counts as converged
   bool pedestrian_started;       // a bout of steps set the walker's propagation going
   bool pedestrian_ready;         // the walker's filter has been initialised
+  double pedestrian_speed;       // m/s
   int bout_steps;
   int total_steps;  // of all bouts that reached ten
 };

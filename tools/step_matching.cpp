@@ -7,12 +7,11 @@
 namespace zuvdr::tools {
 namespace {
 
-constexpr double kTolerance = 0.25;  // s
-// Filter and valley take 0.3 to 0.6 s. Without a range a walk at an even pace might as well be
-// matched with itself several steps later; in a quick one two latencies in the range may still do
-// equally well.
-constexpr double kShortestLatency = 0.2;  // s
-constexpr double kLongestLatency = 0.8;   // s
+// Filter, valley and the moment that the networks mark take 0.5 to 0.9 s. Without a range a walk at
+// an even pace might as well be matched with itself several steps later; in a quick one two
+// latencies in the range may still do equally well.
+constexpr double kShortestLatency = 0.4;  // s
+constexpr double kLongestLatency = 1.0;   // s
 constexpr double kShiftInterval = 0.02;   // s
 
 // Calls visit(i, j) for every declared step i paired with reference step j. As both ascend and all
@@ -22,7 +21,7 @@ void pair_steps(const StepSeries& walk, double latency, Visitor visit) {
   std::size_t i = 0, j = 0;
   while (i < walk.declared.size() && j < walk.reference.size()) {
     const double difference = walk.declared[i] - latency - walk.reference[j];
-    if (std::abs(difference) <= kTolerance) {
+    if (std::abs(difference) <= kMatchTolerance) {
       visit(i++, j++);
     } else if (difference < 0.0) {
       ++i;
@@ -88,7 +87,7 @@ double median_latency(std::span<const StepSeries> walks) {
 }
 
 StepAgreement match_steps(const StepSeries& walk, double latency) {
-  const auto counts = [&walk](double time) { return time >= walk.from && time <= walk.to; };
+  const auto counts = [&walk](double time) { return walk.counts(time); };
   StepAgreement agreement;
   agreement.reference = std::count_if(walk.reference.begin(), walk.reference.end(), counts);
   agreement.declared = std::count_if(walk.declared.begin(), walk.declared.end(),

@@ -11,6 +11,9 @@ namespace zuvdr::tools {
 // A detector's band-pass takes this long to settle on gravity; nothing before it counts. s
 inline constexpr double kSettling = 6.0;
 
+// A declared step, less the latency, may be this far from its reference step. s
+inline constexpr double kMatchTolerance = 0.25;
+
 // One walk; times in s from its first sensor event, ascending.
 struct StepSeries {
   std::vector<double> declared;
@@ -18,6 +21,8 @@ struct StepSeries {
   // The part in which the reference is complete.
   double from = kSettling;
   double to = std::numeric_limits<double>::infinity();
+
+  bool counts(double time) const { return time >= from && time <= to; }
 };
 
 // Steps inside the part that counts. A declared step belongs there when the reference step it was
@@ -34,12 +39,12 @@ struct StepAgreement {
   double count_error() const;  // |declared / reference - 1|
 };                             // ratios are NaN when their denominator is 0
 
-// The latency (s, 0.2 to 0.8) by which declared steps follow reference steps: the median over the
+// The latency (s, 0.4 to 1.0) by which declared steps follow reference steps: the median over the
 // pairs that match under the shift under which most do. One figure for walks of one kind.
 double median_latency(std::span<const StepSeries> walks);
 
-// Pairs declared steps, less the latency, with reference steps one to one, at most 0.25 s apart, as
-// many as possible.
+// Pairs declared steps, less the latency, with reference steps one to one, at most
+// kMatchTolerance apart, as many as possible.
 StepAgreement match_steps(const StepSeries& walk, double latency);
 
 }  // namespace zuvdr::tools

@@ -280,7 +280,7 @@ StepFigures step_figures(const WalkLog& log, double latency) {
   const StepSeries& series = log.steps;
   StepFigures figures;
   StepTotals& totals = log.has_reference ? figures.with_reference : figures.without_reference;
-  const auto counts = [&](double time) { return time >= series.from && time <= series.to; };
+  const auto counts = [&series](double time) { return series.counts(time); };
   totals.logs = 1;
   totals.seconds = std::max(0.0, std::min(log.last_epoch, series.to) - series.from);
   std::int64_t counted_of_bout = 0;

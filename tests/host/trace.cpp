@@ -1,6 +1,7 @@
 // trace LOG > rows.csv
-// Drives the library with an event log and writes, for every fix, all that a host can read, with
-// every digit: what scripts/compare-reference and scripts/compare-compilers compare.
+// Drives the library with an event log and writes, for every fix, all that a host can read and the
+// walker's speed, with every digit: what scripts/compare-reference, scripts/compare-compilers and
+// scripts/compare-walkers compare.
 #include <fmt/format.h>
 
 #include <cstdio>
@@ -17,7 +18,9 @@ void write_rows(const char* path) {
   zuvdr::tools::EventLogReader reader(path);
   zuvdr::tools::EventRow row;
   Reset();
-  fmt::print("time_ns,status,lat,lon,car_flag,pdr_flag,bout_step_count,total_steps,log\n");
+  fmt::print(
+      "time_ns,status,lat,lon,car_flag,pdr_flag,bout_step_count,total_steps,walker_speed,"
+      "log\n");
   while (reader.next(row)) {
     if (const auto* sensor = std::get_if<zuvdr::tools::SensorRow>(&row)) {
       UpdateLocationbySensorEvent(sensor->event);
@@ -27,9 +30,9 @@ void write_rows(const char* path) {
       Location location{};
       GetLocation(&location);
       const zuvdr::tools::EngineProbe probe = zuvdr::tools::probe_engine();
-      fmt::print("{},{},{},{},{},{},{},{},{}\n", fix->fix.time_ns, status, location.latitude,
+      fmt::print("{},{},{},{},{},{},{},{},{},{}\n", fix->fix.time_ns, status, location.latitude,
                  location.longitude, GetCarFlag(), GetPdrFlag(), probe.bout_steps,
-                 probe.total_steps, getAlgoLog());
+                 probe.total_steps, probe.pedestrian_speed, getAlgoLog());
     }
   }
 }

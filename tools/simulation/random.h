@@ -18,6 +18,9 @@ class RandomStream {
   double uniform();
   double uniform(double low, double high);
 
+  // 64 random bits, for another generator's seed.
+  std::uint64_t bits() { return bits_(); }
+
   // Mean 0, variance 1, the centred sum of twelve uniform numbers; never beyond 6.
   double normal();
 
