@@ -43,7 +43,7 @@ void assign_folds(std::vector<Sample>& samples) {
 Sample::Sample(Recording recorded)
     : recording(std::move(recorded)),
       signals(signals_of(recording)),
-      wanted(wanted_epochs(recording, signals)) {}
+      valleys(valley_epochs(recording, signals)) {}
 
 std::vector<Sample> read_set(const std::string& data, const std::string& set, bool walking) {
   const fs::path folder = fs::path(data) / set / (walking ? "walk" : "nonwalk");
@@ -93,11 +93,11 @@ std::vector<Sample> simulate_corpus(const SimulatedCorpus& size, std::uint64_t f
 }
 
 std::vector<Sample> warped_copies(std::span<const Sample* const> samples, int copies,
-                                  std::uint64_t seed) {
+                                  std::uint64_t seed, const std::string& purpose) {
   std::vector<Sample> result;
   for (const Sample* sample : samples) {
     const Recording& recording = sample->recording;
-    RandomStream random(seed, recording.set + recording.name);
+    RandomStream random(seed, purpose + recording.set + recording.name);
     for (int copy = 0; copy < copies; ++copy) {
       const double factor =
           std::exp(random.uniform(std::log(kShortestTime), std::log(kLongestTime)));

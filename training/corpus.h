@@ -15,9 +15,11 @@ inline constexpr int kFolds = 5;
 struct Sample {
   Recording recording;
   Signals signals;
-  std::vector<std::size_t> wanted;
-  std::vector<std::size_t> events;
-  int fold = 0;  // 0 to kFolds - 1
+  std::vector<std::size_t> valleys;  // of the reference steps
+  // Both are empty until training fills them.
+  std::vector<std::size_t> wanted;  // steps, one for each reference step
+  std::vector<std::size_t> events;  // chosen near them
+  int fold = 0;                     // 0 to kFolds - 1
 
   explicit Sample(Recording recorded);
 };
@@ -39,8 +41,8 @@ struct SimulatedCorpus {
 // first_seed further apart than their journeys are many.
 std::vector<Sample> simulate_corpus(const SimulatedCorpus& size, std::uint64_t first_seed);
 
-// Copies of the walks at another pace, time stretched by 0.8 to 1.3.
+// Copies of the walks at another pace, time stretched by 0.8 to 1.3; for each purpose others.
 std::vector<Sample> warped_copies(std::span<const Sample* const> samples, int copies,
-                                  std::uint64_t seed);
+                                  std::uint64_t seed, const std::string& purpose = "");
 
 }  // namespace zuvdr::training

@@ -11,6 +11,7 @@
 namespace zuvdr::training {
 namespace {
 
+constexpr double kEpoch = 0.04;  // s
 constexpr std::int64_t kWindow = kStepWindow;
 constexpr std::int64_t kHead = kStepWindowHead;
 
@@ -86,12 +87,13 @@ torch::Tensor as_tensor(std::span<const float> values, at::IntArrayRef shape) {
   return torch::from_blob(const_cast<float*>(values.data()), shape, torch::kFloat32);
 }
 
+double half_cosine(double from, double to, double share) {
+  return to + 0.5 * (from - to) * (1.0 + std::cos(std::numbers::pi * share));
+}
+
 // Rises along half a cosine from 1/25 to 1 in the first 30 % of the steps, then falls to 4e-6.
 double one_cycle(double progress) {
   constexpr double kRise = 0.3, kFirst = 1.0 / 25.0, kLast = kFirst * 1e-4;
-  const auto half_cosine = [](double from, double to, double share) {
-    return to + 0.5 * (from - to) * (1.0 + std::cos(std::numbers::pi * share));
-  };
   return progress < kRise ? half_cosine(kFirst, 1.0, progress / kRise)
                           : half_cosine(1.0, kLast, (progress - kRise) / (1.0 - kRise));
 }
@@ -100,12 +102,34 @@ double one_cycle(double progress) {
 torch::Tensor logit_of_nan(Net& net) {
   return net.from_layer(1, torch::zeros({1, net.layers()[0].outputs}));
 }
-constexpr double kNanWeight = 0.1;
+torch::Tensor nan_loss(Net& net) {
+  constexpr double kWeight = 0.1;
+  return kWeight * torch::softplus(-logit_of_nan(net)).sum();
+}
 
 std::vector<float> values_of(const torch::Tensor& tensor) {
   const torch::Tensor flat = tensor.detach().contiguous().flatten();
   const float* data = flat.data_ptr<float>();
   return {data, data + flat.numel()};
+}
+
+std::int64_t size_of(std::span<const float> values) {
+  return static_cast<std::int64_t>(values.size());
+}
+
+// Of the epochs from the first whose windows are full and scored; empty when there is none.
+torch::Tensor logits_of(Net& net, const torch::Tensor& signal) {
+  const std::int64_t count = signal.size(0) - kWindow;
+  if (count <= 0) return torch::empty({0});
+  return net.forward(signal.unfold(0, kWindow, 1).narrow(0, 1, count));
+}
+
+std::vector<float> with_unscored(const torch::Tensor& logits, std::size_t epochs) {
+  constexpr float kHighLogit = 10.0f;
+  std::vector<float> result(std::min(epochs, kFirstScored), kHighLogit);
+  const std::vector<float> scored = values_of(logits);
+  result.insert(result.end(), scored.begin(), scored.end());
+  return result;
 }
 
 }  // namespace
@@ -152,7 +176,7 @@ StepNetwork::StepNetwork(Sensor sensor, const Examples& examples, const Training
     torch::Tensor loss = torch::binary_cross_entropy_with_logits(
         net.forward(x), targets.index_select(0, chosen), weights.index_select(0, chosen));
     if (sensor == Sensor::kAccelerometer) {
-      loss = loss + kNanWeight * torch::softplus(-logit_of_nan(net)).sum();
+      loss = loss + nan_loss(net);
     }
     for (auto& group : adam.param_groups()) {
       group.options().set_lr(options.rate *
@@ -169,16 +193,8 @@ StepNetwork::StepNetwork(StepNetwork&&) noexcept = default;
 StepNetwork& StepNetwork::operator=(StepNetwork&&) noexcept = default;
 
 std::vector<float> StepNetwork::logits(std::span<const float> signal) const {
-  constexpr float kHighLogit = 10.0f;
-  std::vector<float> result(std::min(signal.size(), kFirstScored), kHighLogit);
-  if (signal.size() <= kFirstScored) return result;
   const torch::NoGradGuard no_gradient;
-  const auto count = static_cast<std::int64_t>(signal.size());
-  const torch::Tensor windows =
-      as_tensor(signal, {count}).unfold(0, kWindow, 1).narrow(0, 1, count - kWindow);
-  const std::vector<float> scored = values_of(model_->net.forward(windows));
-  result.insert(result.end(), scored.begin(), scored.end());
-  return result;
+  return with_unscored(logits_of(model_->net, as_tensor(signal, {size_of(signal)})), signal.size());
 }
 
 void StepNetwork::shift(float logit) {
@@ -189,6 +205,81 @@ void StepNetwork::shift(float logit) {
 float StepNetwork::nan_logit() const {
   const torch::NoGradGuard no_gradient;
   return logit_of_nan(model_->net).item<float>();
+}
+
+struct FineTuning::State {
+  Net& net;
+  FineTuningOptions options;
+  std::size_t steps, done = 0;
+  torch::Generator random;
+  torch::optim::AdamW adam;
+  std::vector<torch::Tensor> mean;
+  torch::Tensor logits;  // last given
+  double seconds = 0.0;  // of the batch
+};
+
+FineTuning::FineTuning(StepNetwork& network, const FineTuningOptions& options, std::size_t steps,
+                       std::uint64_t seed)
+    : state_(new State{
+          network.model_->net,
+          options,
+          steps,
+          0,
+          at::make_generator<at::CPUGeneratorImpl>(seed),
+          torch::optim::AdamW(
+              network.model_->net.parameters(),
+              torch::optim::AdamWOptions(options.rate).weight_decay(options.weight_decay)),
+          {},
+          {},
+          0.0}) {
+  for (const torch::Tensor& weights : state_->net.parameters()) {
+    state_->mean.push_back(weights.detach().clone());
+  }
+  state_->adam.zero_grad();
+}
+
+FineTuning::~FineTuning() = default;
+
+std::vector<float> FineTuning::logits(std::span<const float> signal, double gain) {
+  torch::Tensor heard = gain * as_tensor(signal, {size_of(signal)});
+  heard = heard + state_->options.noise * torch::randn(heard.sizes(), state_->random);
+  state_->logits = logits_of(state_->net, heard);
+  state_->seconds += kEpoch * static_cast<double>(signal.size());
+  return with_unscored(state_->logits, signal.size());
+}
+
+void FineTuning::add_reward(std::span<const float> gradient) {
+  if (state_->logits.size(0) == 0) return;
+  const std::span<const float> scored = gradient.subspan(kFirstScored);
+  state_->logits.backward(-as_tensor(scored, {size_of(scored)}));
+}
+
+void FineTuning::step() {
+  Net& net = state_->net;
+  for (const torch::Tensor& weights : net.parameters()) {
+    if (weights.grad().defined()) weights.grad().div_(state_->seconds);
+  }
+  if (net.sensor == Sensor::kAccelerometer) {
+    nan_loss(net).backward();
+  }
+  const double progress = static_cast<double>(state_->done++) / static_cast<double>(state_->steps);
+  for (auto& group : state_->adam.param_groups()) {
+    group.options().set_lr(state_->options.rate * half_cosine(1.0, 0.0, progress));
+  }
+  state_->adam.step();
+  state_->adam.zero_grad();
+  state_->seconds = 0.0;
+  const torch::NoGradGuard no_gradient;
+  const std::vector<torch::Tensor> weights = net.parameters();
+  for (std::size_t i = 0; i < weights.size(); ++i) {
+    state_->mean[i].lerp_(weights[i], 1.0 - state_->options.average);
+  }
+}
+
+void FineTuning::finish() {
+  const torch::NoGradGuard no_gradient;
+  const std::vector<torch::Tensor> weights = state_->net.parameters();
+  for (std::size_t i = 0; i < weights.size(); ++i) weights[i].copy_(state_->mean[i]);
 }
 
 std::vector<Table> StepNetwork::tables() const {

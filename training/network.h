@@ -43,8 +43,8 @@ struct Table {
 class StepNetwork {
  public:
   // Throws std::invalid_argument when there are no examples. Trains on one thread; the same
-  // arguments give the same network on one machine. Binary cross entropy, Adam (Kingma and Ba,
-  // 2015) under the one-cycle rate (Smith and Topin, 2019).
+  // arguments give the same network under the same kernels (training/kernels.h). Binary cross
+  // entropy, Adam (Kingma and Ba, 2015) under the one-cycle rate (Smith and Topin, 2019).
   StepNetwork(Sensor sensor, const Examples& examples, const TrainingOptions& options);
   ~StepNetwork();
   StepNetwork(StepNetwork&&) noexcept;
@@ -63,8 +63,40 @@ class StepNetwork {
   std::vector<Table> tables() const;
 
  private:
+  friend class FineTuning;
   struct Model;
   std::unique_ptr<Model> model_;
+};
+
+struct FineTuningOptions {
+  double rate = 1e-3;  // greatest learning rate; falls along half a cosine
+  double weight_decay = 0.05;
+  double average = 0.995;  // of the weights, exponential: what remains of it after a step
+  double noise = 0.06;     // augmentation: m/s^2 or rad/s per sample of the signal, 1 sigma
+};
+
+// Trains a network in place on gradients that its user finds for the logits: for each recording of
+// a batch logits, then add_reward; then step. AdamW (Loshchilov and Hutter, 2019). finish gives the
+// network the exponential moving average of its weights over the steps.
+class FineTuning {
+ public:
+  FineTuning(StepNetwork& network, const FineTuningOptions& options, std::size_t steps,
+             std::uint64_t seed);
+  ~FineTuning();
+
+  // One per epoch of the signal times the gain, with noise; high before the first window.
+  std::vector<float> logits(std::span<const float> signal, double gain);
+
+  // How much the reward grows with each of the logits last given.
+  void add_reward(std::span<const float> gradient);
+
+  // Rewards count per second of the batch, so its recordings' lengths do not matter.
+  void step();
+  void finish();
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace zuvdr::training

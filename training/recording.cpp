@@ -53,6 +53,8 @@ Recording read_recording(const std::string& path, const std::string& set) {
   Recorder recorder(recording);
   for (tools::EventRow row; reader.next(row);) recorder.add(row);
   recording.walker = reader.header("subject");
+  recording.position = reader.header("position");
+  recording.activity = reader.header("activity");
   tools::set_counted_part(recording.steps, path, reader.header("span_s"));
   return recording;
 }

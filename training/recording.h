@@ -29,8 +29,9 @@ inline constexpr const char* kSimulatedSet = "simulated";
 
 struct Recording {
   std::string name;
-  std::string set;     // data set
-  std::string walker;  // who must be either trained on or not
+  std::string set;                 // data set
+  std::string walker;              // who must be either trained on or not
+  std::string position, activity;  // of the phone, of the walker; empty when the log does not tell
   std::vector<MotionEpoch> epochs;
   tools::StepSeries steps;    // declared: none; reference: none when nobody walks
   std::int64_t start_ns = 0;  // of the first sensor event
@@ -40,10 +41,15 @@ struct Recording {
   double seconds(std::size_t epoch) const { return seconds_since(start_ns, epochs[epoch].time_ns); }
 };
 
+// Of the data set and, apart from its walks, of what it has of nobody walking.
+inline std::string set_name(const Recording& recording) {
+  return recording.set + (recording.walking() ? "" : ", nobody walks");
+}
+
 // Reads an event log and pairs its events as the engine does. Throws tools::EventLogError.
 Recording read_recording(const std::string& path, const std::string& set);
 
-// A simulated journey; the route's seed is the name, its walker and carry the walker.
+// A simulated journey; the route's seed is the name.
 Recording simulate_recording(const tools::RouteOptions& route);
 
 // The same values in `factor` times the time, sampled at the interval of the original: another

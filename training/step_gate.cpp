@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
+#include <limits>
+#include <numeric>
 #include <utility>
 
 #include "pdr/step_state_machine.h"
+#include "training/logistic.h"
 
 namespace zuvdr::training {
 namespace {
@@ -15,11 +19,11 @@ namespace {
 constexpr float kFirstMissing = 8.0f;
 constexpr float kMissing = 4.0f;
 
-float logistic(float x) {
-  return 1.0f / (1.0f + std::exp(-x));
-}
-
-void first_events(Sample& sample) {
+void first_events(Sample& sample, std::size_t after_valley) {
+  sample.wanted.clear();
+  for (const std::size_t valley : sample.valleys) {
+    sample.wanted.push_back(std::min(valley + after_valley, sample.signals.acc.size()));
+  }
   const std::vector<float> no_cost(sample.signals.acc.size(), 0.0f);
   sample.events = choose_events(sample.signals, sample.wanted, no_cost, kFirstMissing);
 }
@@ -47,8 +51,8 @@ Scores shifted_scores(const Scores& logits, float acc_shift, float gyr_shift) {
   return scores;
 }
 
-tools::StepSeries series_of(const Sample& sample, const Detection& detection) {
-  tools::StepSeries series = sample.recording.steps;
+tools::StepSeries series_of(const Recording& recording, const Detection& detection) {
+  tools::StepSeries series = recording.steps;
   series.declared = detection.steps;
   return series;
 }
@@ -58,23 +62,30 @@ using Sets = std::map<std::string, std::vector<const Sample*>>;
 Sets by_set(std::span<const Sample* const> samples) {
   Sets sets;
   for (const Sample* sample : samples) {
-    const Recording& recording = sample->recording;
-    sets[recording.set + (recording.walking() ? "" : " nobody walks")].push_back(sample);
+    sets[set_name(sample->recording)].push_back(sample);
   }
   return sets;
+}
+
+double mean(const std::vector<double>& values) {
+  return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
+}
+
+std::vector<const Sample*> recorded(std::span<const Sample* const> samples) {
+  std::vector<const Sample*> result;
+  std::ranges::copy_if(samples, std::back_inserter(result),
+                       [](const Sample* sample) { return sample->recording.set != kSimulatedSet; });
+  return result;
 }
 
 }  // namespace
 
 StepGate::StepGate(std::span<const Sample* const> samples,
                    std::span<const Sample* const> calibration, const GateOptions& options) {
-  std::vector<const Sample*> recorded;
-  for (const Sample* sample : samples) {
-    if (sample->recording.set != kSimulatedSet) recorded.push_back(sample);
-  }
-  std::vector<Sample> corpus = warped_copies(recorded, options.warped_copies, options.network.seed);
+  std::vector<Sample> corpus =
+      warped_copies(recorded(samples), options.warped_copies, options.network.seed);
   for (const Sample* sample : samples) corpus.push_back(*sample);
-  for (Sample& sample : corpus) first_events(sample);
+  for (Sample& sample : corpus) first_events(sample, options.after_valley);
   for (int round = 1; round <= options.rounds; ++round) {
     Examples acc, gyr;
     for (Sample& sample : corpus) {
@@ -93,7 +104,25 @@ StepGate::StepGate(std::span<const Sample* const> samples,
     networks_.emplace_back(Sensor::kAccelerometer, acc, training);
     networks_.emplace_back(Sensor::kGyroscope, gyr, training);
   }
+  if (options.end_to_end.passes > 0) tune(samples, options);
   calibrate(calibration);
+}
+
+void StepGate::tune(std::span<const Sample* const> samples, const GateOptions& options) {
+  std::map<std::string, double> latencies;
+  for (const auto& [name, members] : by_set(samples)) {
+    std::vector<Detection> detections;
+    for (const Sample* sample : members) detections.push_back(detect(*sample));
+    if (members[0]->recording.walking()) {
+      latencies[members[0]->recording.set] = figures_of(members, detections).latency();
+    }
+  }
+  const std::vector<Sample> copies = warped_copies(
+      recorded(samples), options.end_to_end.warped_copies, options.network.seed, "end to end ");
+  std::vector<const Sample*> all(samples.begin(), samples.end());
+  for (const Sample& copy : copies) all.push_back(&copy);
+  train_end_to_end(networks_[0], networks_[1], all, latencies, options.end_to_end,
+                   options.network.seed);
 }
 
 Scores StepGate::logits(const Sample& sample) const {
@@ -128,15 +157,16 @@ void StepGate::calibrate(std::span<const Sample* const> samples) {
         detections.push_back(training::detect(members[i]->recording, now.acc, now.gyr));
       }
       const SetFigures figures = figures_of(members, detections);
+      // A set without a step that counts has no say.
+      if (members[0]->recording.walking() && figures.count_errors.empty()) continue;
       sum += members[0]->recording.walking()
-                 ? figures.agreement.f1() - kCountError * figures.count_error
-                 : -kFalseSteps * figures.steps_per_minute;
+                 ? figures.agreement.f1() - kCountError * figures.count_error()
+                 : -kFalseSteps * figures.steps_per_minute();
     }
     return sum;
   };
   // A NaN must not look like a step.
-  const auto threshold =
-      static_cast<float>(std::log(kAccScoreThreshold / (1.0 - kAccScoreThreshold)));
+  const auto threshold = static_cast<float>(logit(kAccScoreThreshold));
   const float lowest_acc = threshold - networks_[0].nan_logit() + 0.01f;
   float best_acc = std::max(0.0f, lowest_acc), best_gyr = 0.0f;
   for (const float step : {0.6f, 0.2f}) {
@@ -166,19 +196,47 @@ std::vector<Table> StepGate::tables() const {
   return tables;
 }
 
-Scores perfect_scores(const Sample& sample) {
+Scores perfect_scores(const Sample& sample, std::size_t after_valley) {
   Sample copy = sample;
-  first_events(copy);
+  first_events(copy, after_valley);
   const Targets targets =
       make_targets(copy.recording, copy.signals, copy.wanted, copy.events, TargetWeights{});
   return {targets.score, targets.score};
+}
+
+tools::StepAgreement agreement_of(const Recording& recording, const Detection& detection,
+                                  double latency) {
+  return tools::match_steps(series_of(recording, detection), latency);
+}
+
+SetFigures& SetFigures::operator+=(const SetFigures& other) {
+  logs += other.logs;
+  minutes += other.minutes;
+  agreement += other.agreement;
+  latencies.insert(latencies.end(), other.latencies.begin(), other.latencies.end());
+  count_errors.insert(count_errors.end(), other.count_errors.begin(), other.count_errors.end());
+  longest_bout = std::max(longest_bout, other.longest_bout);
+  confirmed += other.confirmed;
+  steps += other.steps;
+  return *this;
+}
+
+double SetFigures::latency() const {
+  return mean(latencies);
+}
+
+double SetFigures::count_error() const {
+  return mean(count_errors);
+}
+
+double SetFigures::steps_per_minute() const {
+  return static_cast<double>(steps) / minutes;
 }
 
 SetFigures figures_of(std::span<const Sample* const> samples,
                       std::span<const Detection> detections) {
   SetFigures figures;
   std::vector<tools::StepSeries> walks;
-  double steps = 0.0;
   for (std::size_t i = 0; i < samples.size(); ++i) {
     const Recording& recording = samples[i]->recording;
     ++figures.logs;
@@ -188,26 +246,20 @@ SetFigures figures_of(std::span<const Sample* const> samples,
       const double end = recording.seconds(recording.epochs.size() - 1);
       figures.minutes += std::max(std::min(end, recording.steps.to) - from, 0.0) / 60.0;
     }
-    steps += static_cast<double>(std::count_if(declared.begin(), declared.end(), [&](double time) {
-      return time >= from && time <= recording.steps.to;
-    }));
+    figures.steps +=
+        std::ranges::count_if(declared, [&](double time) { return recording.steps.counts(time); });
     figures.longest_bout = std::max(figures.longest_bout, detections[i].longest_bout);
     figures.confirmed += detections[i].confirmed;
-    if (recording.walking()) walks.push_back(series_of(*samples[i], detections[i]));
+    if (recording.walking()) walks.push_back(series_of(recording, detections[i]));
   }
-  figures.steps_per_minute = steps / figures.minutes;
   if (walks.empty()) return figures;
-  figures.latency = tools::median_latency(walks);
-  double errors = 0.0;
-  int counted = 0;
+  const double latency = tools::median_latency(walks);
+  figures.latencies.push_back(latency);
   for (const tools::StepSeries& walk : walks) {
-    const tools::StepAgreement agreement = tools::match_steps(walk, figures.latency);
+    const tools::StepAgreement agreement = tools::match_steps(walk, latency);
     figures.agreement += agreement;
-    if (agreement.reference == 0) continue;
-    errors += agreement.count_error();
-    ++counted;
+    if (agreement.reference > 0) figures.count_errors.push_back(agreement.count_error());
   }
-  if (counted > 0) figures.count_error = errors / counted;
   return figures;
 }
 

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstdint>
-#include <limits>
 #include <map>
 #include <span>
 #include <string>
@@ -11,6 +10,7 @@
 
 #include "tools/step_matching.h"
 #include "training/corpus.h"
+#include "training/end_to_end.h"
 #include "training/network.h"
 
 namespace zuvdr::training {
@@ -18,9 +18,11 @@ namespace zuvdr::training {
 struct GateOptions {
   TrainingOptions network;
   TargetWeights weights;
-  int rounds = 3;         // the targets are chosen anew between two of them
-  int round_passes = 4;   // over the examples in all rounds but the last
-  int warped_copies = 1;  // of each recorded walk
+  std::size_t after_valley = 6;  // epochs; when a step is wanted
+  int rounds = 3;                // the targets are chosen anew between two of them
+  int round_passes = 4;          // over the examples in all rounds but the last
+  int warped_copies = 1;         // of each recorded walk
+  EndToEndOptions end_to_end;
 };
 
 struct Scores {
@@ -29,8 +31,8 @@ struct Scores {
 
 class StepGate {
  public:
-  // Trains both networks on the samples, then shifts their output biases to what is best on the
-  // samples for calibration.
+  // Trains both networks on the samples, epoch by epoch, then end to end; then shifts their output
+  // biases to what is best on the samples for calibration.
   StepGate(std::span<const Sample* const> samples, std::span<const Sample* const> calibration,
            const GateOptions& options);
 
@@ -45,6 +47,7 @@ class StepGate {
 
  private:
   Scores logits(const Sample& sample) const;
+  void tune(std::span<const Sample* const> samples, const GateOptions& options);
   void calibrate(std::span<const Sample* const> samples);
 
   std::vector<StepNetwork> networks_;  // accelerometer, gyroscope
@@ -53,18 +56,26 @@ class StepGate {
 
 // The targets of the first round as scores: what networks that have learned them perfectly would
 // do.
-Scores perfect_scores(const Sample& sample);
+Scores perfect_scores(const Sample& sample, std::size_t after_valley);
 
-// Figures of one data set.
+tools::StepAgreement agreement_of(const Recording& recording, const Detection& detection,
+                                  double latency);
+
+// Figures of one data set, under one detector or added up over several.
 struct SetFigures {
   int logs = 0;
   double minutes = 0.0;
   tools::StepAgreement agreement;
-  double latency = std::numeric_limits<double>::quiet_NaN();      // s
-  double count_error = std::numeric_limits<double>::quiet_NaN();  // mean over the walks
+  std::vector<double> latencies;     // s, one for each detector
+  std::vector<double> count_errors;  // one for each walk
   int longest_bout = 0;
   int confirmed = 0;
-  double steps_per_minute = 0.0;  // declared
+  std::int64_t steps = 0;  // declared
+
+  SetFigures& operator+=(const SetFigures& other);
+  double latency() const;      // mean
+  double count_error() const;  // mean
+  double steps_per_minute() const;
 };
 
 // One detection per sample; all of one set.

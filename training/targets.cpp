@@ -10,7 +10,6 @@ namespace {
 
 // In epochs.
 constexpr std::size_t kEarliestValley = 6, kLatestValley = 16;  // after a reference step
-constexpr std::size_t kAfterValley = 2;
 constexpr std::size_t kReach = 5;         // of an event around the wanted epoch
 constexpr std::size_t kShortestStep = 7;  // six calls lie between two steps
 constexpr std::size_t kShortStep = 9;     // below, the gate is likely to be shut still
@@ -27,6 +26,10 @@ std::size_t epoch_at(const Recording& recording, double seconds) {
       std::lower_bound(recording.epochs.begin(), recording.epochs.end(), time,
                        [](const MotionEpoch& epoch, std::int64_t t) { return epoch.time_ns < t; });
   return static_cast<std::size_t>(after - recording.epochs.begin());
+}
+
+std::size_t first_candidate(std::size_t wanted) {
+  return std::max(wanted, kFirstScored + kReach) - kReach;
 }
 
 std::size_t distance(std::size_t a, std::size_t b) {
@@ -52,14 +55,14 @@ void forget_gaps(const Signals& signals, std::span<const std::size_t> wanted,
 
 }  // namespace
 
-std::vector<std::size_t> wanted_epochs(const Recording& recording, const Signals& signals) {
-  std::vector<std::size_t> wanted;
-  for (const double step : recording.steps.reference) wanted.push_back(epoch_at(recording, step));
+std::vector<std::size_t> valley_epochs(const Recording& recording, const Signals& signals) {
+  std::vector<std::size_t> epochs;
+  for (const double step : recording.steps.reference) epochs.push_back(epoch_at(recording, step));
   std::size_t delay = kEarliestValley;
   double deepest = std::numeric_limits<double>::infinity();
   for (std::size_t shift = kEarliestValley; shift <= kLatestValley; ++shift) {
     double sum = 0.0;
-    for (const std::size_t epoch : wanted) {
+    for (const std::size_t epoch : epochs) {
       if (epoch >= kFirstScored && epoch + shift < signals.acc.size()) {
         sum += static_cast<double>(signals.acc[epoch + shift]);
       }
@@ -69,10 +72,8 @@ std::vector<std::size_t> wanted_epochs(const Recording& recording, const Signals
       delay = shift;
     }
   }
-  for (std::size_t& epoch : wanted) {
-    epoch = std::min(epoch + delay + kAfterValley, signals.acc.size());
-  }
-  return wanted;
+  for (std::size_t& epoch : epochs) epoch = std::min(epoch + delay, signals.acc.size());
+  return epochs;
 }
 
 std::vector<std::size_t> choose_events(const Signals& signals, std::span<const std::size_t> wanted,
@@ -94,7 +95,7 @@ std::vector<std::size_t> choose_events(const Signals& signals, std::span<const s
     for (std::size_t p = 0; p < previous.size(); ++p) {
       next.push_back({previous[p].last, previous[p].cost + missing, p, false});
     }
-    const std::size_t first = std::max(wanted[k], kFirstScored + kReach) - kReach;
+    const std::size_t first = first_candidate(wanted[k]);
     const std::size_t end = std::min(wanted[k] + kReach + 1, signals.acc.size());
     for (std::size_t i = first; i < end; ++i) {
       if (!signals.strong[i] || !(signals.acc_search[i] || signals.gyr_search[i])) continue;
@@ -102,23 +103,29 @@ std::vector<std::size_t> choose_events(const Signals& signals, std::span<const s
       Choice best{i, std::numeric_limits<float>::infinity(), 0, true};
       for (std::size_t p = 0; p < previous.size(); ++p) {
         float total = previous[p].cost + cost[i] + kReachPenalty * off * off;
-        if (previous[p].last != kNone) {
-          if (i < previous[p].last + kShortestStep) continue;
-          const std::size_t interval = i - previous[p].last;
-          if (interval < kShortStep) {
-            total += kShortStepPenalty * static_cast<float>(kShortStep - interval);
-          }
+        const bool first_event = previous[p].last == kNone;
+        if (!first_event && i < previous[p].last + kShortestStep) continue;
+        const std::size_t interval = first_event ? kShortStep : i - previous[p].last;
+        if (interval < kShortStep) {
+          total += kShortStepPenalty * static_cast<float>(kShortStep - interval);
         }
         if (total < best.cost) std::tie(best.cost, best.before) = std::tuple(total, p);
+        // The others cost no less before, and nothing less here.
+        if (interval >= kShortStep) break;
       }
       if (best.cost < std::numeric_limits<float>::infinity()) next.push_back(best);
     }
-    // A choice that ends later and costs no less can't become the best.
+    // A choice that costs no less and ends later, or both so early that it makes no difference to
+    // the next step, can't become the best.
+    const std::size_t next_first = k + 1 < wanted.size() ? first_candidate(wanted[k + 1]) : kNone;
+    const auto settled = [next_first](const Choice& choice) {
+      return choice.last == kNone || choice.last + kShortStep <= next_first;
+    };
     std::stable_sort(next.begin(), next.end(),
                      [](const Choice& a, const Choice& b) { return a.cost < b.cost; });
     for (const Choice& choice : next) {
       const auto better = [&](const Choice& kept) {
-        return kept.last == kNone || (choice.last != kNone && kept.last <= choice.last);
+        return settled(kept) || (!settled(choice) && kept.last <= choice.last);
       };
       std::vector<Choice>& kept = choices[k + 1];
       if (std::none_of(kept.begin(), kept.end(), better)) kept.push_back(choice);
@@ -176,9 +183,7 @@ Targets make_targets(const Recording& recording, const Signals& signals,
     if (end < count) targets.weight[end] = 0.0f;
   }
   for (std::size_t i = 0; i < count; ++i) {
-    const double time = recording.seconds(i);
-    const bool counts = time >= recording.steps.from && time <= recording.steps.to;
-    if (i < kFirstScored || !counts) targets.weight[i] = 0.0f;
+    if (i < kFirstScored || !recording.steps.counts(recording.seconds(i))) targets.weight[i] = 0.0f;
   }
   return targets;
 }

@@ -21,9 +21,10 @@ struct TargetWeights {
   float non_walking = 0.5f;  // where a step could be declared; elsewhere the score is of no account
 };
 
-// The epoch at which a step is wanted for each reference step: two epochs after the valley that the
-// band-passed acceleration shows, on average over the recording, after a reference step.
-std::vector<std::size_t> wanted_epochs(const Recording& recording, const Signals& signals);
+// The epoch of each reference step's valley: as long after the step as the band-passed acceleration
+// is lowest on average over the recording's steps, at most one past the last epoch. A step is
+// wanted some epochs later.
+std::vector<std::size_t> valley_epochs(const Recording& recording, const Signals& signals);
 
 // Chooses the epochs at which steps shall be declared, ascending: at most one for each wanted
 // epoch, within five epochs of it, at least seven apart, where a search succeeds in a strong

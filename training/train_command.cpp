@@ -9,12 +9,14 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <map>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "training/kernels.h"
+#include "training/results.h"
 #include "training/step_gate.h"
 
 namespace zuvdr::training {
@@ -32,9 +34,11 @@ const std::vector<std::string> kStillSets = {"drive", "sisfall", "mobifall", "sv
 constexpr std::uint64_t kTrainingSeeds = 10'000, kEvaluationSeeds = 20'000;
 
 struct Options {
-  std::string data, tables, record;
+  std::string data, tables, record, logs;
   bool cross_validate = false, ceiling = false;
+  std::vector<std::uint64_t> seeds = {1, 2, 3, 4, 5};
   std::vector<int> folds = {0, 1, 2, 3, 4};
+  bool native = false;
   int validation_fold = 4;
   SimulatedCorpus simulated;
   GateOptions gate;
@@ -78,99 +82,6 @@ Samples select(const std::vector<Sample>& samples, Predicate predicate) {
   return selected;
 }
 
-// Detections by set, in the order in which they come.
-class Results {
- public:
-  void add(const Sample& sample, Detection detection) {
-    const Recording& recording = sample.recording;
-    Entry& entry = entries_[recording.set + (recording.walking() ? "" : ", nobody walks")];
-    entry.samples.push_back(&sample);
-    entry.detections.push_back(std::move(detection));
-  }
-
-  Json print() const {
-    fmt::print("{:<24} {:>4} {:>7} {:>7} {:>7} {:>7} {:>7} {:>7} {:>7} {:>9} {:>5} {:>7}\n", "set",
-               "logs", "minutes", "F1", "recall", "precis.", "count%", "total%", "latency",
-               "confirmed", "bout", "per min");
-    Json json;
-    for (const auto& [name, entry] : entries_) {
-      const SetFigures figures = figures_of(entry.samples, entry.detections);
-      const tools::StepAgreement& agreement = figures.agreement;
-      const double total = 100.0 * (static_cast<double>(agreement.declared) /
-                                        static_cast<double>(agreement.reference) -
-                                    1.0);
-      fmt::print(
-          "{:<24} {:>4} {:>7.1f} {:>7.4f} {:>7.4f} {:>7.4f} {:>7.2f} {:>7.2f} {:>7.3f} {:>9} "
-          "{:>5} {:>7.1f}\n",
-          name, figures.logs, figures.minutes, agreement.f1(), agreement.recall(),
-          agreement.precision(), 100.0 * figures.count_error, total, figures.latency,
-          figures.confirmed, figures.longest_bout, figures.steps_per_minute);
-      Json& set = json[name];
-      set["logs"] = figures.logs;
-      if (agreement.reference > 0) {
-        set["steps"] = agreement.reference;
-        set["f1"] = std::round(agreement.f1() * 1e4) / 1e4;
-        set["count_error"] = std::round(figures.count_error * 1e4) / 1e4;
-      } else {
-        set["confirmed"] = figures.confirmed;
-        set["longest_bout"] = figures.longest_bout;
-        set["steps_per_minute"] = std::round(figures.steps_per_minute * 10.0) / 10.0;
-      }
-    }
-    std::fflush(stdout);
-    return json;
-  }
-
- private:
-  struct Entry {
-    Samples samples;
-    std::vector<Detection> detections;
-  };
-  std::map<std::string, Entry> entries_;
-};
-
-// Each walker is once unseen; the evaluation sets are judged under the networks of every fold.
-void cross_validate(const Options& options) {
-  const std::vector<Sample> samples = read_training(options);
-  const std::vector<Sample> evaluation = read_evaluation(options);
-  Results results;
-  for (const int fold : options.folds) {
-    const auto others = [=](const Sample& sample) { return sample.fold != fold; };
-    const auto trained = [=](const Sample& sample) {
-      return sample.fold != fold && sample.fold != (fold + 1) % kFolds;
-    };
-    const StepGate gate(select(samples, trained), select(samples, others), options.gate);
-    Results of_fold;
-    for (const Sample& sample : samples) {
-      if (sample.fold != fold) continue;
-      const Detection detection = gate.detect(sample);
-      results.add(sample, detection);
-      of_fold.add(sample, detection);
-    }
-    for (const Sample& sample : evaluation) {
-      if (sample.recording.set != kSimulatedSet) results.add(sample, gate.detect(sample));
-    }
-    fmt::print("fold {}, biases shifted by {:.1f} and {:.1f}\n", fold, gate.shifts()[0],
-               gate.shifts()[1]);
-    of_fold.print();
-  }
-  fmt::print("\nall folds; sets that are never trained on count once for each\n");
-  results.print();
-}
-
-void ceiling(const Options& options) {
-  const std::vector<Sample> samples = read_training(options);
-  const std::vector<Sample> evaluation = read_evaluation(options);
-  Results results;
-  for (const std::vector<Sample>* part : {&samples, &evaluation}) {
-    for (const Sample& sample : *part) {
-      const Scores perfect = perfect_scores(sample);
-      results.add(sample, detect(sample.recording, perfect.acc, perfect.gyr));
-    }
-  }
-  results.print();
-}
-
 // Before the training rather than after it.
 void check_writable(const std::string& path) {
   if (path.empty()) return;
@@ -181,18 +92,89 @@ void check_writable(const std::string& path) {
   throw std::runtime_error(fmt::format("{}: cannot be written", path));
 }
 
+void write_json(const std::string& path, const Json& json) {
+  std::ofstream out(path);
+  out << json.dump(2) << '\n';
+  out.close();
+  if (!out) throw std::runtime_error(fmt::format("{}: cannot be written", path));
+}
+
+GateOptions with_seed(const Options& options, std::uint64_t seed) {
+  GateOptions gate = options.gate;
+  gate.network.seed = seed;
+  return gate;
+}
+
+// Each walker is once unseen; the evaluation sets are judged under the networks of every fold.
+void cross_validate(const Options& options) {
+  check_writable(options.logs);
+  const std::vector<Sample> samples = read_training(options);
+  const std::vector<Sample> evaluation = read_evaluation(options);
+  Json logs = Json::array();
+  std::vector<FiguresBySet> trainings;
+  for (const std::uint64_t seed : options.seeds) {
+    FiguresBySet& all = trainings.emplace_back();
+    for (const int fold : options.folds) {
+      const auto others = [=](const Sample& sample) { return sample.fold != fold; };
+      const auto trained = [=](const Sample& sample) {
+        return sample.fold != fold && sample.fold != (fold + 1) % kFolds;
+      };
+      const StepGate gate(select(samples, trained), select(samples, others),
+                          with_seed(options, seed));
+      Results results;
+      for (const Sample& sample : samples) {
+        if (sample.fold == fold) results.add(sample, gate.detect(sample));
+      }
+      for (const Sample& sample : evaluation) {
+        if (sample.recording.set != kSimulatedSet) results.add(sample, gate.detect(sample));
+      }
+      fmt::print("seed {}, fold {}, biases shifted by {:.1f} and {:.1f}\n", seed, fold,
+                 gate.shifts()[0], gate.shifts()[1]);
+      const FiguresBySet of_fold = results.figures();
+      print(of_fold);
+      for (const auto& [name, figures] : of_fold) all[name] += figures;
+      for (Json& log : results.logs()) {
+        log["seed"] = seed;
+        log["fold"] = fold;
+        logs.push_back(std::move(log));
+      }
+    }
+    fmt::print("\nseed {}, all folds; sets that are never trained on count once for each\n", seed);
+    print(all);
+    fmt::print("\n");
+  }
+  fmt::print("mean, least and greatest of {}\n", trainings.size());
+  print_spread(trainings);
+  if (!options.logs.empty()) write_json(options.logs, logs);
+}
+
+void ceiling(const Options& options) {
+  const std::vector<Sample> samples = read_training(options);
+  const std::vector<Sample> evaluation = read_evaluation(options);
+  Results results;
+  for (const std::vector<Sample>* part : {&samples, &evaluation}) {
+    for (const Sample& sample : *part) {
+      const Scores perfect = perfect_scores(sample, options.gate.after_valley);
+      results.add(sample, detect(sample.recording, perfect.acc, perfect.gyr));
+    }
+  }
+  print(results.figures());
+}
+
 void write_tables(const Options& options, const std::vector<Table>& tables, const Json& record) {
   std::ofstream out(options.tables);
-  out << "# Trained by zuvdr-train, seed " << options.gate.network.seed << ".\n";
+  out << "# Trained by zuvdr-train, seed " << record["seed"] << ".\n";
   for (const auto& [set, contents] : record["training"].items()) {
     out << fmt::format("# {}: {} logs, {} epochs\n", set, contents["logs"].get<int>(),
                        contents["epochs"].get<std::int64_t>());
   }
   for (const auto& [set, figures] : record["validation"].items()) {
     if (!figures.contains("f1")) continue;
-    out << fmt::format("# not trained on, but calibrated on, {}: F1 {:.3f}, count error {:.1f} %\n",
-                       set, figures["f1"].get<double>(),
-                       100.0 * figures["count_error"].get<double>());
+    const bool chosen = std::ranges::count(kTrainingSets, set) > 0;
+    out << fmt::format(
+        "# not trained on, but calibrated{} on, {}: F1 {:.3f}, count error {:.1f} %\n",
+        chosen ? " and chosen" : "", set, figures["f1"].get<double>(),
+        100.0 * figures["count_error"].get<double>());
   }
   for (const Table& table : tables) {
     out << fmt::format("{} {} {}\n", table.name, table.rows, table.columns);
@@ -205,51 +187,95 @@ void write_tables(const Options& options, const std::vector<Table>& tables, cons
   if (!out) throw std::runtime_error(fmt::format("{}: cannot be written", options.tables));
 }
 
+// Of one training, by the walkers it has not seen: F1 less the count error, over recorded walks;
+// NaN without reference steps.
+double merit(const FiguresBySet& unseen) {
+  double sum = 0.0;
+  for (const std::string& set : kTrainingSets) {
+    const auto figures = unseen.find(set);
+    if (figures == unseen.end()) return std::numeric_limits<double>::quiet_NaN();
+    sum += figures->second.agreement.f1() - figures->second.count_error();
+  }
+  return sum;
+}
+
+// One training differs from the next, so several are made and the best is kept.
 void train(const Options& options) {
   check_writable(options.tables);
   check_writable(options.record);
   const std::vector<Sample> samples = read_training(options);
   const auto trained = [&](const Sample& sample) { return sample.fold != options.validation_fold; };
   const auto everything = [](const Sample&) { return true; };
-  const StepGate gate(select(samples, trained), select(samples, everything), options.gate);
+  for (const std::string& set : kTrainingSets) {
+    const auto to_choose_by = [&](const Sample& sample) {
+      return sample.recording.set == set && sample.recording.walking() && !trained(sample);
+    };
+    if (std::ranges::none_of(samples, to_choose_by)) {
+      throw std::runtime_error(fmt::format("{}: no walk of {} in fold {} to choose a training by",
+                                           options.data, set, options.validation_fold));
+    }
+  }
 
   Json record;
-  record["seed"] = options.gate.network.seed;
+  record["seed"] = 0;
   const GateOptions& gate_options = options.gate;
   record["options"] = {{"validation", options.validation_fold},
                        {"passes", gate_options.network.passes},
                        {"round_passes", gate_options.round_passes},
                        {"rounds", gate_options.rounds},
                        {"copies", gate_options.warped_copies},
+                       {"after_valley", gate_options.after_valley},
                        {"low_weight", gate_options.weights.low},
                        {"non_walking_weight", gate_options.weights.non_walking},
+                       {"end_to_end_passes", gate_options.end_to_end.passes},
                        {"simulated_walks", options.simulated.walks},
                        {"simulated_handlings", options.simulated.handlings},
                        {"simulated_drives", options.simulated.drives}};
-  for (const float shift : gate.shifts()) {
-    record["bias_shifts"].push_back(std::round(shift * 1e3) / 1e3);
-  }
-  Results unseen;
+  record["kernels"] = kernels_in_use();
   for (const Sample& sample : samples) {
     const Recording& recording = sample.recording;
-    if (!trained(sample)) {
-      unseen.add(sample, gate.detect(sample));
-      continue;
-    }
+    if (!trained(sample)) continue;
     Json& set = record["training"][recording.set];
     if (set.is_null()) set = Json::object();
     set["logs"] = set.value("logs", 0) + 1;
     set["epochs"] =
         set.value("epochs", std::int64_t{0}) + static_cast<std::int64_t>(recording.epochs.size());
   }
-  fmt::print("walkers not trained on, but calibrated on\n");
-  record["validation"] = unseen.print();
-  write_tables(options, gate.tables(), record);
-  if (options.record.empty()) return;
-  std::ofstream out(options.record);
-  out << record.dump(2) << '\n';
-  out.close();
-  if (!out) throw std::runtime_error(fmt::format("{}: cannot be written", options.record));
+  std::vector<Table> tables;
+  std::vector<FiguresBySet> trainings;
+  double best = -std::numeric_limits<double>::infinity();
+  for (const std::uint64_t seed : options.seeds) {
+    const StepGate gate(select(samples, trained), select(samples, everything),
+                        with_seed(options, seed));
+    Results results;
+    for (const Sample& sample : samples) {
+      if (!trained(sample)) results.add(sample, gate.detect(sample));
+    }
+    const FiguresBySet& unseen = trainings.emplace_back(results.figures());
+    fmt::print("seed {}: walkers not trained on, but calibrated and chosen on\n", seed);
+    print(unseen);
+    const double now = merit(unseen);
+    const Json shifts = {rounded(gate.shifts()[0], 3), rounded(gate.shifts()[1], 3)};
+    record["seeds"][fmt::format("{}", seed)] = {
+        {"merit", rounded(now, 4)}, {"bias_shifts", shifts}, {"validation", to_json(unseen)}};
+    if (now > best) {
+      best = now;
+      tables = gate.tables();
+      record["seed"] = seed;
+      record["bias_shifts"] = shifts;
+      record["validation"] = to_json(unseen);
+    }
+  }
+  if (tables.empty()) {
+    throw std::runtime_error(
+        fmt::format("fold {} has no reference step that counts to choose a training by",
+                    options.validation_fold));
+  }
+  fmt::print("seed {} is kept; mean, least and greatest of {}\n",
+             record["seed"].get<std::uint64_t>(), trainings.size());
+  print_spread(trainings);
+  write_tables(options, tables, record);
+  if (!options.record.empty()) write_json(options.record, record);
 }
 
 void add_options(CLI::App& app, Options& options) {
@@ -260,16 +286,26 @@ void add_options(CLI::App& app, Options& options) {
   app.add_option("--record", options.record, "where the training record (JSON) goes");
   app.add_flag("--cross-validate", options.cross_validate,
                "no tables: figures with each walker unseen once");
-  app.add_flag("--ceiling", options.ceiling, "no tables: figures with perfect scores");
+  app.add_option("--logs", options.logs,
+                 "where the cross-validation's figures of every log (JSON) go")
+      ->needs("--cross-validate");
+  app.add_flag("--ceiling", options.ceiling, "no tables: figures with perfect scores")
+      ->excludes("--cross-validate");
   app.add_option("--folds", options.folds, "of the cross-validation")
       ->delimiter(',')
       ->check(CLI::Range(0, kFolds - 1));
-  app.add_option("--validation", options.validation_fold, "the fold that is not trained on")
+  app.add_option("--validation", options.validation_fold,
+                 "the fold that is not trained on and by which the best seed is chosen")
       ->check(CLI::Range(0, kFolds - 1))
       ->capture_default_str();
-  app.add_option("--seed", options.gate.network.seed,
-                 "of the networks' first weights, of orders, noise and paces")
+  app.add_option("--seeds", options.seeds,
+                 "one training for each: of first weights, orders, noise and paces. The training "
+                 "that does best on the fold kept out gives the tables; cross-validation shows all")
+      ->delimiter(',')
+      ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
+  app.add_flag("--native-kernels", options.native,
+               "compute as suits this processor; the tables then differ between machines");
   app.add_option("--passes", options.gate.network.passes, "over all examples, last round")
       ->check(CLI::Range(1, 1000))
       ->capture_default_str();
@@ -279,8 +315,17 @@ void add_options(CLI::App& app, Options& options) {
   app.add_option("--rounds", options.gate.rounds, "each with targets chosen anew")
       ->check(CLI::Range(1, 100))
       ->capture_default_str();
-  app.add_option("--copies", options.gate.warped_copies, "of each recorded walk at another pace")
+  app.add_option("--copies", options.gate.warped_copies,
+                 "of each recorded walk at another pace; the end-to-end stage makes its own")
       ->check(CLI::Range(0, 20))
+      ->capture_default_str();
+  app.add_option("--after-valley", options.gate.after_valley,
+                 "when a step is wanted, in epochs after its valley")
+      ->check(CLI::Range(0, 12))
+      ->capture_default_str();
+  app.add_option("--end-to-end-passes", options.gate.end_to_end.passes,
+                 "of the stage in which the detector itself judges; 0: without it")
+      ->check(CLI::Range(0, 1000))
       ->capture_default_str();
   app.add_option("--low-weight", options.gate.weights.low, "of the epochs of a step")
       ->capture_default_str();
@@ -308,12 +353,16 @@ int main(int argc, char** argv) {
   add_options(app, options);
   try {
     app.parse(argc, argv);
+    if (!options.cross_validate && !options.ceiling && options.tables.empty()) {
+      throw CLI::RequiredError("--tables, --cross-validate or --ceiling");
+    }
+    if (!options.ceiling) {
+      pin_kernels(options.native ? Kernels::kNative : Kernels::kAvx2, argv);
+    }
     if (options.cross_validate) {
       cross_validate(options);
     } else if (options.ceiling) {
       ceiling(options);
-    } else if (options.tables.empty()) {
-      throw CLI::RequiredError("--tables, --cross-validate or --ceiling");
     } else {
       train(options);
     }

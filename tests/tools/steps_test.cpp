@@ -76,6 +76,17 @@ TEST(StepMatchingTest, PairsStandOrFallWithTheirReferenceStep) {
   const StepSeries uneven{.declared = {7.30, 7.94, 8.51, 9.80, 12.0, 12.84, 13.44},
                           .reference = {7.00, 7.50, 8.13, 8.74, 9.26, 12.42, 13.01}};
   EXPECT_NEAR(median_latency(std::vector{uneven}), 0.43, 1e-9);
+
+  // Late by 0.7 s; the first declared step belongs to a foot strike that nobody annotated. One step
+  // on, at 0.2 s, all would find a partner.
+  StepSeries limping;
+  double time = 10.0;
+  for (int k = 0; k < 30; ++k) {
+    limping.declared.push_back(time + 0.7);
+    time += k % 2 == 0 ? 0.42 : 0.58;
+    limping.reference.push_back(time);
+  }
+  EXPECT_NEAR(median_latency(std::vector{limping}), 0.7, 1e-9);
 }
 
 TEST(StepFiguresTest, CountBoutsInThePartThatCounts) {

@@ -60,9 +60,9 @@ TEST(TargetsTest, EventsOfADrawnWalkStandWhereTheDetectorCanDeclareThem) {
   for (const int length : {12, 14, 18}) {
     const Recording even = drawn_walk(std::vector<int>(40, length));
     const Signals sine = signals_of(even);
-    const std::vector<std::size_t> wanted = wanted_epochs(even, sine);
+    const std::vector<std::size_t> valleys = valley_epochs(even, sine);
     for (std::size_t k = 5; k < 35; ++k) {
-      const auto valley = sine.acc.begin() + static_cast<std::ptrdiff_t>(wanted[k]) - 2;
+      const auto valley = sine.acc.begin() + static_cast<std::ptrdiff_t>(valleys[k]);
       const auto deepest = std::min_element(valley - length / 2, valley + length / 2);
       EXPECT_LE(std::abs(deepest - valley), 1) << "step " << k << " of " << length;
     }
@@ -70,7 +70,8 @@ TEST(TargetsTest, EventsOfADrawnWalkStandWhereTheDetectorCanDeclareThem) {
 
   const Recording walk = drawn_walk(slow_then_fast());
   const Signals signals = signals_of(walk);
-  const std::vector<std::size_t> wanted = wanted_epochs(walk, signals);
+  std::vector<std::size_t> wanted = valley_epochs(walk, signals);
+  for (std::size_t& epoch : wanted) epoch += 2;
   const std::vector<float> no_cost(walk.epochs.size(), 0.0f);
   const std::vector<std::size_t> events = choose_events(signals, wanted, no_cost, 8.0f);
   ASSERT_EQ(events.size(), 60U);
@@ -94,21 +95,24 @@ Signals blank_signals(std::size_t count) {
           std::vector<bool>(count, true)};
 }
 
-// The least total of costs and missing ones from wanted epoch k on.
-int least_cost(const Signals& signals, const std::vector<std::size_t>& wanted,
-               const std::vector<float>& cost, int missing, std::size_t k, std::size_t earliest) {
-  if (k == wanted.size()) return 0;
-  int least = missing + least_cost(signals, wanted, cost, missing, k + 1, earliest);
-  for (std::size_t i = std::max(wanted[k] - 5, earliest); i <= wanted[k] + 5; ++i) {
+// The least total from wanted epoch k on: 4 for each without an event; else the cost of the event,
+// the square of its distance in fives of epochs, and 1.5 for each epoch that it follows the one
+// before by less than nine.
+double least_cost(const Signals& signals, const std::vector<std::size_t>& wanted,
+                  const std::vector<float>& cost, std::size_t k, std::size_t last) {
+  if (k == wanted.size()) return 0.0;
+  double least = 4.0 + least_cost(signals, wanted, cost, k + 1, last);
+  for (std::size_t i = std::max({wanted[k] - 5, kFirstScored, last + 7}); i <= wanted[k] + 5; ++i) {
     if (!signals.strong[i] || !(signals.acc_search[i] || signals.gyr_search[i])) continue;
-    least = std::min(least, static_cast<int>(cost[i]) +
-                                least_cost(signals, wanted, cost, missing, k + 1, i + 7));
+    const double off = (static_cast<double>(i) - static_cast<double>(wanted[k])) / 5.0;
+    const double crowded = i < last + 9 ? 1.5 * static_cast<double>(last + 9 - i) : 0.0;
+    least = std::min(least, static_cast<double>(cost[i]) + off * off + crowded +
+                                least_cost(signals, wanted, cost, k + 1, i));
   }
   return least;
 }
 
 TEST(TargetsTest, NoOtherChoiceOfEventsCostsLess) {
-  // Costs are multiples of 100, far above all penalties for distance and nearness together.
   std::mt19937 random(3);
   for (int trial = 0; trial < 400; ++trial) {
     Signals signals = blank_signals(90);
@@ -117,17 +121,21 @@ TEST(TargetsTest, NoOtherChoiceOfEventsCostsLess) {
       signals.acc_search[i] = random() % 2 == 0;
       signals.gyr_search[i] = random() % 3 == 0;
       signals.strong[i] = random() % 5 != 0;
-      cost[i] = 100.0f * static_cast<float>(random() % 8);
+      cost[i] = 0.37f * static_cast<float>(random() % 12) - 1.0f;
     }
     std::vector<std::size_t> wanted = {18 + random() % 8};
-    while (wanted.size() < 5) wanted.push_back(wanted.back() + 3 + random() % 9);
-    const std::vector<std::size_t> events = choose_events(signals, wanted, cost, 500.0f);
-    int total = 500 * static_cast<int>(wanted.size() - events.size());
+    while (wanted.size() < 5) wanted.push_back(wanted.back() + random() % 13);
+    const std::vector<std::size_t> events = choose_events(signals, wanted, cost, 4.0f);
+    Signals chosen = blank_signals(90);
+    chosen.strong.assign(90, false);
     for (std::size_t k = 0; k < events.size(); ++k) {
-      total += static_cast<int>(cost[events[k]]);
       ASSERT_GE(events[k], k > 0 ? events[k - 1] + 7 : 0);
+      ASSERT_TRUE(signals.strong[events[k]]);
+      chosen.strong[events[k]] = true;
     }
-    ASSERT_EQ(total, least_cost(signals, wanted, cost, 500, 0, kFirstScored)) << trial;
+    ASSERT_NEAR(least_cost(chosen, wanted, cost, 0, 0), least_cost(signals, wanted, cost, 0, 0),
+                1e-4)
+        << trial;
   }
 
   // Where nothing else decides: as wanted, but crowded ones make room for each other.
