@@ -13,3 +13,8 @@ if(NOT found STREQUAL recorded)
   message(FATAL_ERROR "${TABLES} has SHA-256 ${found}, ${RECORD} says ${recorded}: "
                       "tables and record are of different trainings, or the tables were edited")
 endif()
+
+string(JSON kernels GET "${record}" kernels)
+if(NOT kernels MATCHES "^OpenBLAS [0-9.]+ Haswell, LibTorch [0-9.]+ AVX2$")
+  message(FATAL_ERROR "${RECORD}: trained with ${kernels}, which not every processor can repeat")
+endif()
