@@ -3,6 +3,7 @@
 #include "pdr/step_state_machine.h"
 
 namespace zuvdr::tools {
+
 EngineProbe probe_engine() {
   const insZuAlgo& engine = *minsZuAlgo;
   return {.last_epoch_time = engine.last_sensor_time,

@@ -24,6 +24,7 @@ struct Course {
   std::size_t next_reference = 0;
 };
 
+// One recording, in which nobody need walk, and what its steps are worth.
 class Walk {
  public:
   Walk(const Sample& sample, double latency, const StepReward& reward)
@@ -143,6 +144,7 @@ DecisionWorth decision_worth(const Sample& sample, const Decisions& decisions, d
     }
     return declared;
   };
+  // The price of a step hangs on their count, so the rewards need a second run.
   walk.set_price(run());
   run();
   // What reversing the decisions of epoch i adds until the courses meet again.

@@ -41,7 +41,8 @@ struct Recording {
   double seconds(std::size_t epoch) const { return seconds_since(start_ns, epochs[epoch].time_ns); }
 };
 
-// Of the data set and, apart from its walks, of what it has of nobody walking.
+// Name of the group that a recording is judged in: its data set, or what that has of nobody
+// walking.
 inline std::string set_name(const Recording& recording) {
   return recording.set + (recording.walking() ? "" : ", nobody walks");
 }

@@ -54,10 +54,11 @@ class StepGate {
   std::array<float, 2> shifts_{};
 };
 
-// The targets of the first round as scores: what networks that have learned them perfectly would
-// do.
+// The targets of the first round as scores, 0 or 1, for steps wanted so many epochs after their
+// valley: what networks that have learned them perfectly would do.
 Scores perfect_scores(const Sample& sample, std::size_t after_valley);
 
+// Of the steps that count; latency (s) as in tools::match_steps.
 tools::StepAgreement agreement_of(const Recording& recording, const Detection& detection,
                                   double latency);
 
