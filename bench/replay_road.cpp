@@ -9,9 +9,9 @@
 
 #include "bench/journey.h"
 #include "bench/roads.h"
-#include "tools/event_log.h"
-#include "tools/replay.h"
-#include "tools/track.h"
+#include "tools/evaluation/replay.h"
+#include "tools/logs/event_log.h"
+#include "tools/logs/track.h"
 
 namespace zuvdr::bench {
 namespace {

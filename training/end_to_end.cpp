@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "pdr/step_state_machine.h"
+#include "tools/evaluation/step_matching.h"
 #include "tools/simulation/random.h"
-#include "tools/step_matching.h"
 #include "training/logistic.h"
 
 namespace zuvdr::training {

@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <variant>
 
-#include "tools/engine_probe.h"
+#include "tools/evaluation/engine_probe.h"
+#include "tools/evaluation/steps.h"
 #include "tools/simulation/simulation.h"
-#include "tools/steps.h"
 
 namespace zuvdr::training {
 namespace {

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/event_log.h"
+#include "tools/evaluation/step_matching.h"
+#include "tools/logs/event_log.h"
 #include "tools/simulation/scenario.h"
-#include "tools/step_matching.h"
 
 namespace zuvdr::training {
 

@@ -9,8 +9,8 @@
 #include <variant>
 
 #include "ZuVDR.h"
-#include "tools/engine_probe.h"
-#include "tools/event_log.h"
+#include "tools/evaluation/engine_probe.h"
+#include "tools/logs/event_log.h"
 
 namespace {
 

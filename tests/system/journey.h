@@ -3,11 +3,11 @@
 
 #include <vector>
 
-#include "tools/event_log.h"
-#include "tools/replay.h"
+#include "tools/evaluation/replay.h"
+#include "tools/evaluation/summary.h"
+#include "tools/logs/event_log.h"
+#include "tools/logs/track.h"
 #include "tools/simulation/simulation.h"
-#include "tools/summary.h"
-#include "tools/track.h"
 
 namespace zuvdr::tests {
 

@@ -1,4 +1,4 @@
-#include "tools/event_log.h"
+#include "tools/logs/event_log.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

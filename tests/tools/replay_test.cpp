@@ -1,4 +1,4 @@
-#include "tools/replay.h"
+#include "tools/evaluation/replay.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -21,10 +21,11 @@
 #include <vector>
 
 #include "tests/tools/scratch.h"
-#include "tools/event_log.h"
-#include "tools/statistics.h"
-#include "tools/track.h"
-#include "tools/truth_window.h"
+#include "tools/evaluation/error_figures.h"
+#include "tools/evaluation/truth_window.h"
+#include "tools/logs/event_log.h"
+#include "tools/logs/time_difference.h"
+#include "tools/logs/track.h"
 
 namespace zuvdr::tools {
 namespace {

@@ -19,7 +19,7 @@
 
 #include "nav/signal.h"
 #include "tests/tools/scratch.h"
-#include "tools/commands.h"
+#include "tools/cli/commands.h"
 #include "tools/simulation/gnss_model.h"
 #include "tools/simulation/random.h"
 #include "tools/simulation/sensor_model.h"

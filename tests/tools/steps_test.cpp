@@ -1,4 +1,4 @@
-#include "tools/steps.h"
+#include "tools/evaluation/steps.h"
 
 #include <gtest/gtest.h>
 
@@ -19,9 +19,9 @@
 #include <vector>
 
 #include "tests/tools/scratch.h"
-#include "tools/commands.h"
-#include "tools/event_log.h"
-#include "tools/text_fields.h"
+#include "tools/cli/commands.h"
+#include "tools/logs/event_log.h"
+#include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
 namespace {

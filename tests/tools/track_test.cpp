@@ -1,4 +1,4 @@
-#include "tools/track.h"
+#include "tools/logs/track.h"
 
 #include <gtest/gtest.h>
 

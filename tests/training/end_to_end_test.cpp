@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/step_matching.h"
+#include "tools/evaluation/step_matching.h"
 #include "training/signals.h"
 
 namespace zuvdr::training {

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "pdr/step_state_machine.h"
-#include "tools/steps.h"
+#include "tools/evaluation/steps.h"
 
 namespace zuvdr::tools {
 namespace {

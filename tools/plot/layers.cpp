@@ -7,6 +7,8 @@
 #include <iterator>
 #include <utility>
 
+#include "tools/logs/time_difference.h"
+
 namespace zuvdr::tools {
 namespace {
 
@@ -30,10 +32,10 @@ Lines lines_of(const std::vector<TrackRow>& rows, const MapView& view, Position 
   Lines lines;
   bool joined = false;
   for (std::size_t i = 1; i < rows.size(); ++i) {
-    const Geographic from = position(rows[i - 1]);
-    const Geographic to = position(rows[i]);
+    const Place from = position(rows[i - 1]);
+    const Place to = position(rows[i]);
     if (!wanted(i) || !is_finite(from) || !is_finite(to) ||
-        !(seconds_between(rows[i - 1], rows[i]) <= kLongestStep)) {
+        !(seconds_between(rows[i - 1].time_ns, rows[i].time_ns) <= kLongestStep)) {
       joined = false;
       continue;
     }
@@ -54,8 +56,8 @@ template <typename Wanted>
 Lines dots_of(const std::vector<TrackRow>& rows, const MapView& view, Wanted wanted) {
   Lines dots(1);
   for (const TrackRow& row : rows) {
-    if (!wanted(row) || !is_finite(fix_of(row))) continue;
-    const Pixel pixel = view.to_pixel(fix_of(row));
+    if (!wanted(row) || !is_finite(fix_place(row))) continue;
+    const Pixel pixel = view.to_pixel(fix_place(row));
     if (view.contains(pixel)) dots.front().push_back(pixel);
   }
   return dots;
@@ -89,10 +91,6 @@ void thin(std::vector<Layer>& layers) {
 
 }  // namespace
 
-double seconds_between(const TrackRow& earlier, const TrackRow& later) {
-  return 1e-9 * (static_cast<double>(later.time_ns) - static_cast<double>(earlier.time_ns));
-}
-
 std::vector<Stretch> stretches_without_fixes(const std::vector<TrackRow>& rows) {
   std::vector<Stretch> stretches;
   for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -111,8 +109,8 @@ std::vector<Layer> layers_of(const std::vector<NamedTrack>& tracks, const MapVie
   for (const NamedTrack& track : tracks) {
     const std::vector<TrackRow>& rows = track.rows;
     append(layers[0].lines,
-           lines_of(rows, view, way_of, [&](std::size_t i) { return rows[i].sample != 0; }));
-    append(layers[1].lines, lines_of(rows, view, truth_of, [](std::size_t) { return true; }));
+           lines_of(rows, view, way_place, [&](std::size_t i) { return rows[i].sample != 0; }));
+    append(layers[1].lines, lines_of(rows, view, truth_place, [](std::size_t) { return true; }));
     append(layers[2].lines, dots_of(rows, view, [](const TrackRow& row) {
              return row.sample == 0 && row.fix_accepted;
            }));
@@ -125,7 +123,7 @@ std::vector<Layer> layers_of(const std::vector<NamedTrack>& tracks, const MapVie
     for (int status = 0; status < static_cast<int>(kStatusNames.size()); ++status) {
       layers.push_back({fmt::format("fused status{}", status), "",
                         kStatusNames[static_cast<std::size_t>(status)], false,
-                        lines_of(rows, view, fused_of,
+                        lines_of(rows, view, fused_place,
                                  [&](std::size_t i) { return rows[i].status == status; })});
     }
   } else {
@@ -133,7 +131,7 @@ std::vector<Layer> layers_of(const std::vector<NamedTrack>& tracks, const MapVie
       layers.push_back(
           {"fused", fmt::format("stroke: {}", kTrackColours[i % kTrackColours.size()]),
            tracks[i].name, false,
-           lines_of(tracks[i].rows, view, fused_of, [](std::size_t) { return true; })});
+           lines_of(tracks[i].rows, view, fused_place, [](std::size_t) { return true; })});
     }
   }
   layers.erase(std::remove_if(layers.begin(), layers.end(), is_empty), layers.end());

@@ -5,29 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "tools/logs/track.h"
 #include "tools/plot/map_view.h"
 #include "tools/plot/plot.h"
-#include "tools/track.h"
 
 namespace zuvdr::tools {
 
-inline Geographic fused_of(const TrackRow& row) {
-  return {row.latitude, row.longitude};
-}
-inline Geographic truth_of(const TrackRow& row) {
-  return {row.truth_latitude, row.truth_longitude};
-}
-inline Geographic fix_of(const TrackRow& row) {
-  return {row.fix_latitude, row.fix_longitude};
-}
-
 // Truth where it is known, else the fused position.
-inline Geographic way_of(const TrackRow& row) {
-  return is_finite(truth_of(row)) ? truth_of(row) : fused_of(row);
+inline Place way_place(const TrackRow& row) {
+  return is_finite(truth_place(row)) ? truth_place(row) : fused_place(row);
 }
-
-// Seconds between the fixes of two rows.
-double seconds_between(const TrackRow& earlier, const TrackRow& later);
 
 // Consecutive rows, [first, last].
 struct Stretch {

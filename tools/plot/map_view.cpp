@@ -27,11 +27,7 @@ double distance_to_segment(const Pixel& p, const Pixel& a, const Pixel& b) {
   return std::hypot(p.x - a.x - along * dx, p.y - a.y - along * dy);
 }
 
-bool is_finite(const Geographic& position) {
-  return std::isfinite(position.latitude) && std::isfinite(position.longitude);
-}
-
-MapView::MapView(const std::vector<Geographic>& positions, double left, double top, double width,
+MapView::MapView(const std::vector<Place>& positions, double left, double top, double width,
                  double least_height, double largest_height, double margin)
     : left_(left), width_(width), top_(top) {
   const auto first = std::find_if(positions.begin(), positions.end(), is_finite);
@@ -43,7 +39,7 @@ MapView::MapView(const std::vector<Geographic>& positions, double left, double t
   double south = kInfinity;
   double east = -kInfinity;
   double north = -kInfinity;
-  for (const Geographic& position : positions) {
+  for (const Place& position : positions) {
     if (!is_finite(position)) continue;
     double x = 0.0;
     double y = 0.0;
@@ -66,7 +62,7 @@ MapView::MapView(const std::vector<Geographic>& positions, double left, double t
       std::clamp(metres_high / metres_per_pixel_ + 2.0 * margin, least_height, largest_height);
 }
 
-Pixel MapView::to_pixel(const Geographic& position) const {
+Pixel MapView::to_pixel(const Place& position) const {
   double east = 0.0;
   double north = 0.0;
   double up = 0.0;
@@ -75,8 +71,8 @@ Pixel MapView::to_pixel(const Geographic& position) const {
           top_ + 0.5 * height_ - (north - middle_north_) / metres_per_pixel_};
 }
 
-Geographic MapView::middle() const {
-  Geographic position{};
+Place MapView::middle() const {
+  Place position{};
   double height = 0.0;
   frame_.Reverse(middle_east_, middle_north_, 0.0, position.latitude, position.longitude, height);
   return position;

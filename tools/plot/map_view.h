@@ -4,19 +4,14 @@
 #include <GeographicLib/LocalCartesian.hpp>
 #include <vector>
 
+#include "tools/logs/place.h"
+
 namespace zuvdr::tools {
 
 struct Pixel {
   double x;  // to the right
   double y;  // down
 };
-
-struct Geographic {
-  double latitude;   // degrees
-  double longitude;  // degrees
-};
-
-bool is_finite(const Geographic& position);
 
 // From p to the nearest point of the segment between a and b, pixels.
 double distance_to_segment(const Pixel& p, const Pixel& a, const Pixel& b);
@@ -28,11 +23,11 @@ class MapView {
   // `least_height` and `largest_height` high, with `margin` pixels free on every side; left and top
   // are the corner of the map. Positions that are not finite do not count. Throws
   // std::invalid_argument when none is left.
-  MapView(const std::vector<Geographic>& positions, double left, double top, double width,
+  MapView(const std::vector<Place>& positions, double left, double top, double width,
           double least_height, double largest_height, double margin);
 
-  Pixel to_pixel(const Geographic& position) const;
-  Geographic middle() const;
+  Pixel to_pixel(const Place& position) const;
+  Place middle() const;
   bool contains(const Pixel& pixel) const;
   double metres_per_pixel() const { return metres_per_pixel_; }
   double left() const { return left_; }

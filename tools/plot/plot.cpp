@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <GeographicLib/Geodesic.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -13,6 +12,7 @@
 #include <optional>
 #include <utility>
 
+#include "tools/logs/time_difference.h"
 #include "tools/plot/free_space.h"
 #include "tools/plot/layers.h"
 #include "tools/plot/map_view.h"
@@ -65,13 +65,6 @@ path { fill: none; stroke-linecap: round; stroke-linejoin: round }
 .ink { fill: #202124; stroke: #ffffff; stroke-width: 1.5px }
 .rule { stroke: #3c4043; stroke-width: 1.5px; stroke-linecap: butt; stroke-linejoin: miter }
 )";
-
-double metres_between(const Geographic& a, const Geographic& b) {
-  double metres = 0.0;
-  GeographicLib::Geodesic::WGS84().Inverse(a.latitude, a.longitude, b.latitude, b.longitude,
-                                           metres);
-  return metres;
-}
 
 std::string escaped(const std::string& text) {
   std::string result;
@@ -126,17 +119,17 @@ std::string length_text(double metres) {
 
 // "8 min 10 s, 7.1 km driven, 75 s of it without fixes"
 std::string caption_of(const std::vector<TrackRow>& rows) {
-  std::string caption = duration_text(seconds_between(rows.front(), rows.back()));
+  std::string caption = duration_text(seconds_between(rows.front().time_ns, rows.back().time_ns));
   double way = 0.0;
   for (std::size_t i = 1; i < rows.size(); ++i) {
-    const Geographic from = truth_of(rows[i - 1]);
-    const Geographic to = truth_of(rows[i]);
-    if (is_finite(from) && is_finite(to)) way += metres_between(from, to);
+    const Place from = truth_place(rows[i - 1]);
+    const Place to = truth_place(rows[i]);
+    if (is_finite(from) && is_finite(to)) way += distance(from, to);
   }
   if (way > 0.0) caption += fmt::format(", {}", length_text(way));
   double missing = 0.0;
   for (const Stretch& stretch : stretches_without_fixes(rows)) {
-    missing += seconds_between(rows[stretch.first], rows[stretch.last]);
+    missing += seconds_between(rows[stretch.first].time_ns, rows[stretch.last].time_ns);
   }
   if (missing > 0.0) caption += fmt::format(", {} of it without fixes", duration_text(missing));
   return caption;
@@ -150,7 +143,7 @@ void write_label(std::string& svg, FreeSpace& space, const Pixel& at, const std:
 // The stretches without fixes that are long enough for a label, longest first.
 std::vector<Stretch> notable_stretches(const std::vector<TrackRow>& rows) {
   const auto length = [&](const Stretch& s) {
-    return seconds_between(rows[s.first], rows[s.last]);
+    return seconds_between(rows[s.first].time_ns, rows[s.last].time_ns);
   };
   std::vector<Stretch> stretches;
   for (const Stretch& stretch : stretches_without_fixes(rows)) {
@@ -165,13 +158,14 @@ std::vector<Stretch> notable_stretches(const std::vector<TrackRow>& rows) {
 void write_stretch_labels(std::string& svg, const std::vector<TrackRow>& rows, const MapView& view,
                           FreeSpace& space) {
   for (const Stretch& stretch : notable_stretches(rows)) {
-    const Geographic middle = way_of(rows[(stretch.first + stretch.last) / 2]);
+    const Place middle = way_place(rows[(stretch.first + stretch.last) / 2]);
     if (!is_finite(middle)) continue;
     const TrackRow& end = rows[stretch.last];
-    std::string text = duration_text(seconds_between(rows[stretch.first], end)) + " without fixes";
-    if (is_finite(truth_of(end)) && is_finite(fused_of(end))) {
+    std::string text =
+        duration_text(seconds_between(rows[stretch.first].time_ns, end.time_ns)) + " without fixes";
+    if (is_finite(truth_place(end)) && is_finite(fused_place(end))) {
       text +=
-          fmt::format(", {:.1f} m off at the end", metres_between(truth_of(end), fused_of(end)));
+          fmt::format(", {:.1f} m off at the end", distance(truth_place(end), fused_place(end)));
     }
     write_label(svg, space, view.to_pixel(middle), text);
   }
@@ -179,12 +173,12 @@ void write_stretch_labels(std::string& svg, const std::vector<TrackRow>& rows, c
 
 void write_ends(std::string& svg, const std::vector<TrackRow>& rows, const MapView& view,
                 FreeSpace& space) {
-  const auto shown = [](const TrackRow& row) { return is_finite(fused_of(row)); };
+  const auto shown = [](const TrackRow& row) { return is_finite(fused_place(row)); };
   const auto first = std::find_if(rows.begin(), rows.end(), shown);
   const auto last = std::find_if(rows.rbegin(), rows.rend(), shown);
   if (first == rows.end()) return;
-  const Pixel start = view.to_pixel(fused_of(*first));
-  const Pixel end = view.to_pixel(fused_of(*last));
+  const Pixel start = view.to_pixel(fused_place(*first));
+  const Pixel end = view.to_pixel(fused_place(*last));
   const bool together = std::hypot(end.x - start.x, end.y - start.y) < 14.0;
   svg += fmt::format(
       "<rect class=\"ink end\" x=\"{:.1f}\" y=\"{:.1f}\" width=\"10\" height=\"10\"/>\n",
@@ -222,12 +216,12 @@ void write_map(std::string& svg, const std::vector<NamedTrack>& tracks, const Ma
 // truth of a row is up to one fix interval older than its fix, hence the way and not the point.
 // Where the output is the raw fix there is nothing to compare.
 double off_the_way(const std::vector<TrackRow>& rows, std::size_t i, const MapView& view) {
-  if (rows[i].sample != 0 || rows[i].status == 0 || !is_finite(fix_of(rows[i]))) return 0.0;
-  const Pixel fix = view.to_pixel(fix_of(rows[i]));
+  if (rows[i].sample != 0 || rows[i].status == 0 || !is_finite(fix_place(rows[i]))) return 0.0;
+  const Pixel fix = view.to_pixel(fix_place(rows[i]));
   double nearest = std::numeric_limits<double>::infinity();
   for (std::size_t k = std::max<std::size_t>(i, 1); k < std::min(i + 3, rows.size()); ++k) {
-    const Geographic from = truth_of(rows[k - 1]);
-    const Geographic to = truth_of(rows[k]);
+    const Place from = truth_place(rows[k - 1]);
+    const Place to = truth_place(rows[k]);
     if (!is_finite(from) || !is_finite(to)) return 0.0;
     nearest = std::min(nearest, distance_to_segment(fix, view.to_pixel(from), view.to_pixel(to)));
   }
@@ -241,7 +235,7 @@ std::optional<Stretch> worst_fixes(const std::vector<TrackRow>& rows, const MapV
   double sum = 0.0;
   for (std::size_t first = 0, last = 0; last < rows.size(); ++last) {
     sum += off_the_way(rows, last, view);
-    for (; seconds_between(rows[first], rows[last]) > kInsetDuration; ++first) {
+    for (; seconds_between(rows[first].time_ns, rows[last].time_ns) > kInsetDuration; ++first) {
       sum -= off_the_way(rows, first, view);
     }
     if (sum > largest) {
@@ -258,10 +252,10 @@ void write_inset(std::string& svg, const NamedTrack& track, const MapView& view,
   if (!shown) return;
   const std::optional<Box> box = space.take_corner(kInsetWidth, kInsetHeight, kInsetMargin);
   if (!box) return;
-  std::vector<Geographic> positions;
+  std::vector<Place> positions;
   for (std::size_t i = shown->first; i <= shown->last; ++i) {
-    positions.insert(positions.end(), {fused_of(track.rows[i]), truth_of(track.rows[i])});
-    if (track.rows[i].sample == 0) positions.push_back(fix_of(track.rows[i]));
+    positions.insert(positions.end(), {fused_place(track.rows[i]), truth_place(track.rows[i])});
+    if (track.rows[i].sample == 0) positions.push_back(fix_place(track.rows[i]));
   }
   const MapView inset(positions, box->left, box->top, box->width, box->height, box->height, 30.0);
   // The part of the map that the inset enlarges.
@@ -306,11 +300,11 @@ void write_north_arrow(std::string& svg) {
 
 void plot_tracks(const std::vector<NamedTrack>& tracks, const std::string& title,
                  const std::string& svg_path) {
-  std::vector<Geographic> positions;
+  std::vector<Place> positions;
   for (const NamedTrack& track : tracks) {
     for (const TrackRow& row : track.rows) {
-      positions.push_back(fused_of(row));
-      positions.push_back(truth_of(row));
+      positions.push_back(fused_place(row));
+      positions.push_back(truth_place(row));
     }
   }
   if (std::none_of(positions.begin(), positions.end(), is_finite)) {
@@ -318,7 +312,7 @@ void plot_tracks(const std::vector<NamedTrack>& tracks, const std::string& title
   }
   const MapView view(positions, 0.0, kHeader, kWidth, kLeastMap, kLargestMap, kMargin);
   std::vector<Pixel> drawn;
-  for (const Geographic& position : positions) {
+  for (const Place& position : positions) {
     if (is_finite(position)) drawn.push_back(view.to_pixel(position));
   }
   FreeSpace space({view.left(), view.top(), view.width(), view.height()}, std::move(drawn));

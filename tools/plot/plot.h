@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/track.h"
+#include "tools/logs/track.h"
 
 namespace zuvdr::tools {
 

@@ -2,15 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
+#include "nav/constants.h"
+#include "tools/simulation/angles.h"
 #include "tools/simulation/random.h"
 
 namespace zuvdr::tools {
 namespace {
-
-constexpr double kPi = std::numbers::pi;
-constexpr double kDegree = kPi / 180.0;
 
 constexpr double kPaceFrequency = 0.02;  // Hz, middle of the band in which the pace changes
 

@@ -2,18 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
+#include "tools/simulation/angles.h"
 #include "tools/simulation/sensor_model.h"
 
 namespace zuvdr::tools {
 namespace {
-
-constexpr double kDegree = std::numbers::pi / 180.0;
-
-// WGS84
-constexpr double kSemiMajorAxis = 6378137.0;  // m
-constexpr double kFlattening = 1.0 / 298.257223563;
 
 constexpr double kFixInterval = 1.0;  // s
 
@@ -54,22 +48,6 @@ bool has_fix(const Kinematics& now) {
 
 }  // namespace
 
-LocalFrame::LocalFrame(double latitude, double longitude, double altitude)
-    : origin_{latitude, longitude, altitude} {
-  const double e2 = kFlattening * (2.0 - kFlattening);
-  const double sine = std::sin(latitude * kDegree);
-  const double w2 = 1.0 - e2 * sine * sine;
-  const double prime_vertical = kSemiMajorAxis / std::sqrt(w2);
-  const double meridian = prime_vertical * (1.0 - e2) / w2;
-  north_degrees_ = 1.0 / ((meridian + altitude) * kDegree);
-  east_degrees_ = 1.0 / ((prime_vertical + altitude) * std::cos(latitude * kDegree) * kDegree);
-}
-
-LocalFrame::Position LocalFrame::geodetic(const Vector3& position) const {
-  return {origin_.latitude + position[1] * north_degrees_,
-          origin_.longitude + position[0] * east_degrees_, origin_.altitude + position[2]};
-}
-
 void GnssReceiver::Drift::advance(RandomStream& random, double interval, double time_constant) {
   const double kept = std::exp(-interval / time_constant);
   value = kept * value + std::sqrt(1.0 - kept * kept) * random.normal();
@@ -109,10 +87,10 @@ GpsData GnssReceiver::fix(const Kinematics& now, double since_outage) {
   }
 
   GpsData row{};
-  const LocalFrame::Position where = frame_.geodetic(position);
+  const Place where = frame_.place(position);
   row.latitude = quantise(where.latitude, kDegreeCounts);
   row.longitude = quantise(where.longitude, kDegreeCounts);
-  row.altitude = quantise(where.altitude, kMetreCounts);
+  row.altitude = quantise(frame_.altitude(position), kMetreCounts);
   const double speed = std::hypot(velocity[0], velocity[1]);
   row.speed = as_float(speed, kMetreCounts);
   row.vel_acc_e = as_float(velocity_accuracy[0], kAccuracyCounts);

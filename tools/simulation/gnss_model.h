@@ -8,29 +8,12 @@
 #include <functional>
 #include <vector>
 
-#include "tools/event_log.h"
+#include "tools/logs/event_log.h"
+#include "tools/simulation/local_frame.h"
 #include "tools/simulation/random.h"
 #include "tools/simulation/trajectory.h"
 
 namespace zuvdr::tools {
-
-// The geodetic position of the start. The level frame is laid onto the ellipsoid there: metres to
-// degrees by the radii of curvature at the start, the same everywhere on the route.
-class LocalFrame {
- public:
-  LocalFrame(double latitude, double longitude, double altitude);  // degrees, degrees, m
-
-  struct Position {
-    double latitude, longitude;  // degrees
-    double altitude;             // m
-  };
-  Position geodetic(const Vector3& position) const;  // east, north, up, m
-
- private:
-  Position origin_;
-  double north_degrees_;  // degrees of latitude per metre
-  double east_degrees_;   // degrees of longitude per metre
-};
 
 // A row and when the host hands it over.
 struct HandedOver {

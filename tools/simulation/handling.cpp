@@ -1,9 +1,9 @@
 #include "tools/simulation/handling.h"
 
 #include <cmath>
-#include <numbers>
 #include <vector>
 
+#include "tools/simulation/angles.h"
 #include "tools/simulation/road.h"
 
 namespace zuvdr::tools {
@@ -11,7 +11,6 @@ namespace {
 
 using Shape = Movement::Shape;
 
-constexpr double kDegree = std::numbers::pi / 180.0;
 constexpr double kDuration = 300.0;  // s
 
 // Where the phone is; a set of places is an or of them.

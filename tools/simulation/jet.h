@@ -5,6 +5,8 @@
 #include <array>
 #include <cmath>
 
+#include "tools/simulation/vectors.h"
+
 namespace zuvdr::tools {
 
 struct Jet {
@@ -67,8 +69,6 @@ constexpr Jet blend(double elapsed, double duration, double from, double to) {
           change * 60.0 * s * r * (r - s) / (duration * duration)};
 }
 
-using Vector3 = std::array<double, 3>;
-using Matrix3 = std::array<Vector3, 3>;  // [row][column]
 using JetVector = std::array<Jet, 3>;
 using JetMatrix = std::array<JetVector, 3>;
 

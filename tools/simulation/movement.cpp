@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
+
+#include "nav/constants.h"
 
 namespace zuvdr::tools {
 namespace {
 
-constexpr double kTurn = 2.0 * std::numbers::pi;
 constexpr double kDamping = 0.2;  // of a ring, over the critical one
 
 Jet rising(double elapsed, double duration) {
@@ -34,7 +34,7 @@ Jet Movement::share(double t) const {
   if (shape == Shape::kShift) return rising(t - begin, duration);
   const Jet envelope = strength(t);
   if (shape == Shape::kBump || envelope.value == 0.0) return envelope;
-  const Jet phase = {kTurn * frequency * (t - begin), kTurn * frequency, 0.0};
+  const Jet phase = {kTwoPi * frequency * (t - begin), kTwoPi * frequency, 0.0};
   const Jet wave = envelope * sin(phase);
   return shape == Shape::kRing ? wave * exp(-kDamping * phase) : wave;
 }

@@ -1,7 +1,8 @@
 #include "tools/simulation/road.h"
 
 #include <cmath>
-#include <numbers>
+
+#include "nav/constants.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -34,7 +35,7 @@ Movement draw(const Response& response, RandomStream& random, double begin, doub
   const auto either = [&](double value) { return random.uniform() < 0.5 ? -value : value; };
   Movement movement{response.shape, begin, duration};
   movement.frequency = random.uniform(kSoft, kStiff);
-  const double turning = 2.0 * std::numbers::pi * movement.frequency;
+  const double turning = kTwoPi * movement.frequency;
   const double curvature =
       response.shape == Shape::kBump ? kBumpCurvature / (duration * duration) : turning * turning;
   movement.offset[2] = either(size(response.heave)) / curvature;

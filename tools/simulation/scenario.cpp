@@ -1,18 +1,16 @@
 #include "tools/simulation/scenario.h"
 
-#include <numbers>
 #include <optional>
 #include <utility>
 
+#include "nav/constants.h"
+#include "tools/simulation/angles.h"
 #include "tools/simulation/handling.h"
 #include "tools/simulation/random.h"
 #include "tools/simulation/route_builder.h"
 
 namespace zuvdr::tools {
 namespace {
-
-constexpr double kPi = std::numbers::pi;
-constexpr double kDegree = kPi / 180.0;
 
 constexpr double kShortestTunnel = 1.0;  // s
 

@@ -5,15 +5,15 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <numbers>
 
+#include "nav/constants.h"
+#include "tools/simulation/angles.h"
 #include "tools/simulation/gnss_model.h"
+#include "tools/simulation/local_frame.h"
 #include "tools/simulation/sensor_model.h"
 
 namespace zuvdr::tools {
 namespace {
-
-constexpr double kPi = std::numbers::pi;
 
 constexpr std::int64_t kStartTime = 1'000'000'000'000;  // ns on the clock of the log
 constexpr double kTruthRate = 10.0;                     // Hz
@@ -48,7 +48,7 @@ class LogBuilder {
   explicit LogBuilder(const SimulationOptions& options)
       : options_(options),
         trajectory_(make_trajectory(options.route)),
-        frame_(options.latitude, options.longitude, kStartAltitude) {}
+        frame_({options.latitude, options.longitude}, kStartAltitude) {}
 
   std::vector<EventRow> build() {
     if (!options_.motion_only) add_truth();
@@ -94,12 +94,12 @@ class LogBuilder {
     for (std::int64_t index = 0; index <= count; ++index) {
       const double t = static_cast<double>(index) / kTruthRate;
       const Kinematics now = trajectory_.at(t);
-      const LocalFrame::Position where = frame_.geodetic(now.position);
+      const Place where = frame_.place(now.position);
       TruthRow row{};
       row.time_ns = stamp(t);
       row.latitude = quantise(where.latitude, 1e10);
       row.longitude = quantise(where.longitude, 1e10);
-      row.altitude = quantise(where.altitude, 1e4);
+      row.altitude = quantise(frame_.altitude(now.position), 1e4);
       for (std::size_t axis = 0; axis < 3; ++axis) {
         row.velocity[axis] = quantise(now.velocity[axis], 1e5);
         row.attitude[axis] = quantise(now.attitude[axis] * 180.0 / kPi, 1e4);
@@ -142,7 +142,7 @@ class LogBuilder {
       SensorRow row{};
       row.event.type = ZUVDR_SENSOR_PRESSURE;
       row.event.values[0] =
-          barometer.sample(frame_.geodetic(trajectory_.at(tick.sampled).position).altitude);
+          barometer.sample(frame_.altitude(trajectory_.at(tick.sampled).position));
       row.event.timestamp = kStartTime + tick.stamp;
       add(row.event.timestamp, row);
     }

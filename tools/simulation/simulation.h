@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/event_log.h"
+#include "tools/logs/event_log.h"
 #include "tools/simulation/scenario.h"
 
 namespace zuvdr::tools {

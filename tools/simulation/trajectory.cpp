@@ -6,13 +6,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <stdexcept>
+
+#include "nav/constants.h"
+#include "tools/simulation/angles.h"
 
 namespace zuvdr::tools {
 namespace {
-
-constexpr double kDegree = std::numbers::pi / 180.0;
 
 // A car's body squats and leans: about 5 degrees of roll and 4 of pitch per g.
 constexpr double kPitchPerAcceleration = 0.007;  // rad per m/s^2, front up when speeding up

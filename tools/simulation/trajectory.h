@@ -18,8 +18,6 @@
 
 namespace zuvdr::tools {
 
-inline constexpr double kGravity = 9.80665;  // m/s^2, standard gravity
-
 enum class Carrier { kCar, kWalker };
 enum class Sky { kOpen, kCanyon, kTunnel };
 

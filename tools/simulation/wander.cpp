@@ -1,23 +1,22 @@
 #include "tools/simulation/wander.h"
 
 #include <cmath>
-#include <numbers>
 
+#include "nav/constants.h"
 #include "tools/simulation/random.h"
 
 namespace zuvdr::tools {
 
 Wander::Wander(std::uint64_t seed, std::string_view name, double rms, double slowest,
                double fastest) {
-  constexpr double kTurn = 2.0 * std::numbers::pi;
   RandomStream random(seed, name);
   const auto count = static_cast<double>(waves_.size());
   double band = slowest;
   for (Wave& wave : waves_) {
     // One wave in each of equal bands, so that no two beat for long.
     const double width = (fastest - slowest) / count;
-    wave.frequency = kTurn * random.uniform(band, band + width);
-    wave.phase = random.uniform(0.0, kTurn);
+    wave.frequency = kTwoPi * random.uniform(band, band + width);
+    wave.phase = random.uniform(0.0, kTwoPi);
     wave.amplitude = rms * std::sqrt(2.0 / count);
     band += width;
   }

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/commands.h"
+#include "tools/cli/commands.h"
 #include "tools/simulation/simulation.h"
 
 namespace zuvdr::tools {

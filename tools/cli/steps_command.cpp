@@ -21,9 +21,9 @@
 #include <utility>
 #include <vector>
 
-#include "tools/commands.h"
-#include "tools/progress_bar.h"
-#include "tools/steps.h"
+#include "tools/cli/commands.h"
+#include "tools/cli/progress_bar.h"
+#include "tools/evaluation/steps.h"
 
 namespace zuvdr::tools {
 namespace {

@@ -4,10 +4,10 @@
 #include <deque>
 #include <functional>
 
-#include "tools/engine_host.h"
-#include "tools/event_log.h"
-#include "tools/summary.h"
-#include "tools/truth_window.h"
+#include "tools/evaluation/engine_host.h"
+#include "tools/evaluation/summary.h"
+#include "tools/evaluation/truth_window.h"
+#include "tools/logs/event_log.h"
 
 namespace zuvdr::tools {
 

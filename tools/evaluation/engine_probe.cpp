@@ -1,4 +1,4 @@
-#include "tools/engine_probe.h"
+#include "tools/evaluation/engine_probe.h"
 
 #include "pdr/step_state_machine.h"
 

@@ -9,8 +9,8 @@ class App;
 namespace zuvdr::tools {
 
 void add_replay_command(CLI::App& app);    // replay_command.cpp
-void add_simulate_command(CLI::App& app);  // simulation/simulate_command.cpp
+void add_simulate_command(CLI::App& app);  // simulate_command.cpp
 void add_steps_command(CLI::App& app);     // steps_command.cpp
-void add_plot_command(CLI::App& app);      // plot/plot_command.cpp
+void add_plot_command(CLI::App& app);      // plot_command.cpp
 
 }  // namespace zuvdr::tools

@@ -1,27 +1,13 @@
-#include "tools/statistics.h"
+#include "tools/evaluation/error_figures.h"
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <limits>
-#include <utility>
 
 namespace zuvdr::tools {
 namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
-
-Place output_place(const TrackRow& row) {
-  return {row.latitude, row.longitude};
-}
-Place truth_place(const TrackRow& row) {
-  return {row.truth_latitude, row.truth_longitude};
-}
-
-double driven_between(const TrackRow& a, const TrackRow& b) {
-  const double metres = distance(truth_place(a), truth_place(b));
-  return std::isfinite(metres) ? metres : distance(output_place(a), output_place(b));
-}
 
 // Bins of the error in rounded decimetres. Below 2^kExactBits there is one for each, so that a
 // quantile shows the decimal that the error itself would show, but for ties; each further octave
@@ -49,7 +35,7 @@ double middle_of(std::size_t bin) {
 }  // namespace
 
 double output_error(const TrackRow& row) {
-  return distance(output_place(row), truth_place(row));
+  return distance(fused_place(row), truth_place(row));
 }
 
 void ErrorFigures::add(double metres) {
@@ -77,40 +63,6 @@ double ErrorFigures::quantile(double part) const {
   std::size_t reached = bins_[0];
   while (static_cast<double>(reached) < rank && bin + 1 < bins_.size()) reached += bins_[++bin];
   return std::clamp(middle_of(bin), smallest_, largest_);
-}
-
-void OutageFinder::add(const FixAnswer& answer) {
-  const TrackRow& row = answer.row;
-  const bool vehicle = answer.output == Output::kVehicle;
-  if (row.fix_accepted || !vehicle) {
-    end_outage(!vehicle);
-  } else {
-    if (!current_ && previous_) {
-      current_.emplace();
-      current_->start_ns = previous_->output_time_ns;
-    }
-    if (current_) {
-      current_->duration = seconds_between(current_->start_ns, row.output_time_ns);
-      current_->driven += driven_between(*previous_, row);
-      current_->error = output_error(row);
-      current_->fixes += 1;
-      current_->status = row.status;
-    }
-  }
-  previous_.reset();
-  if (vehicle) previous_ = row;
-}
-
-void OutageFinder::finish() {
-  end_outage(false);
-}
-
-void OutageFinder::end_outage(bool restarted) {
-  if (current_ && current_->fixes >= 2) {
-    current_->restarted = restarted;
-    outages_.push_back(*current_);
-  }
-  current_.reset();
 }
 
 }  // namespace zuvdr::tools

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/commands.h"
+#include "tools/cli/commands.h"
+#include "tools/logs/track.h"
 #include "tools/plot/plot.h"
-#include "tools/track.h"
 
 namespace zuvdr::tools {
 

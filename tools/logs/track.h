@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/logs/place.h"
+
 namespace zuvdr::tools {
 
 struct TrackRow {
@@ -27,6 +29,16 @@ struct TrackRow {
   double truth_latitude;   // true position at output_time_ns, degrees; NaN when the log has none
   double truth_longitude;  // degrees
 };
+
+inline Place fused_place(const TrackRow& row) {
+  return {row.latitude, row.longitude};
+}
+inline Place truth_place(const TrackRow& row) {
+  return {row.truth_latitude, row.truth_longitude};
+}
+inline Place fix_place(const TrackRow& row) {
+  return {row.fix_latitude, row.fix_longitude};
+}
 
 class TrackError : public std::runtime_error {
  public:

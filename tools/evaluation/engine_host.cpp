@@ -1,9 +1,9 @@
-#include "tools/engine_host.h"
+#include "tools/evaluation/engine_host.h"
 
 #include <limits>
 
 #include "ZuVDR.h"
-#include "tools/engine_probe.h"
+#include "tools/evaluation/engine_probe.h"
 
 namespace zuvdr::tools {
 

@@ -1,4 +1,4 @@
-#include "tools/steps.h"
+#include "tools/evaluation/steps.h"
 
 #include <fmt/format.h>
 #include <signal.h>
@@ -21,10 +21,10 @@
 #include <utility>
 #include <variant>
 
-#include "tools/engine_probe.h"
-#include "tools/event_log.h"
-#include "tools/text_fields.h"
-#include "tools/truth_window.h"
+#include "tools/evaluation/engine_probe.h"
+#include "tools/logs/event_log.h"
+#include "tools/logs/text_fields.h"
+#include "tools/logs/time_difference.h"
 
 namespace zuvdr::tools {
 

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "tools/event_log.h"
-#include "tools/track.h"
+#include "tools/logs/event_log.h"
+#include "tools/logs/track.h"
 
 namespace zuvdr::tools {
 

@@ -1,4 +1,4 @@
-#include "tools/summary.h"
+#include "tools/evaluation/summary.h"
 
 #include <fmt/format.h>
 
@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <iterator>
 #include <variant>
+
+#include "tools/logs/time_difference.h"
 
 namespace zuvdr::tools {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/step_matching.h"
+#include "tools/evaluation/step_matching.h"
 
 namespace zuvdr::tools {
 

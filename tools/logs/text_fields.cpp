@@ -1,4 +1,4 @@
-#include "tools/text_fields.h"
+#include "tools/logs/text_fields.h"
 
 #include <fmt/format.h>
 

@@ -5,22 +5,10 @@
 #include <deque>
 #include <optional>
 
-#include "tools/event_log.h"
+#include "tools/logs/event_log.h"
+#include "tools/logs/place.h"
 
 namespace zuvdr::tools {
-
-// later - earlier in seconds, to 0.2 us for any time of this century; defined for any two stamps.
-inline double seconds_between(std::int64_t earlier, std::int64_t later) {
-  return (static_cast<double>(later) - static_cast<double>(earlier)) * 1e-9;
-}
-
-struct Place {
-  double latitude;   // degrees
-  double longitude;  // degrees
-};
-
-// Metres on the WGS 84 ellipsoid; NaN when a coordinate is not finite.
-double distance(const Place& a, const Place& b);
 
 class TruthWindow {
  public:

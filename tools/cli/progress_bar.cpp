@@ -1,4 +1,4 @@
-#include "tools/progress_bar.h"
+#include "tools/cli/progress_bar.h"
 
 #include <fmt/format.h>
 #include <unistd.h>

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "ZuVDR.h"
-#include "tools/commands.h"
-#include "tools/event_log.h"
+#include "tools/cli/commands.h"
+#include "tools/logs/event_log.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tools/track.h"
+#include "tools/logs/track.h"
 
 #include <fmt/format.h>
 
@@ -21,7 +21,7 @@
 #include <variant>
 
 #include "ZuVDR.h"
-#include "tools/text_fields.h"
+#include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
 namespace {

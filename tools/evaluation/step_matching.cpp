@@ -1,4 +1,4 @@
-#include "tools/step_matching.h"
+#include "tools/evaluation/step_matching.h"
 
 #include <algorithm>
 #include <cmath>

@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "tools/commands.h"
-#include "tools/event_log.h"
+#include "tools/cli/commands.h"
+#include "tools/cli/progress_bar.h"
+#include "tools/evaluation/replay.h"
+#include "tools/logs/event_log.h"
+#include "tools/logs/track.h"
 #include "tools/plot/plot.h"
-#include "tools/progress_bar.h"
-#include "tools/replay.h"
-#include "tools/track.h"
 
 namespace zuvdr::tools {
 namespace {

@@ -1,10 +1,10 @@
-#include "tools/truth_window.h"
+#include "tools/evaluation/truth_window.h"
 
-#include <GeographicLib/Geodesic.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
+
+#include "tools/logs/time_difference.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -16,13 +16,6 @@ constexpr std::size_t kMostRows = 1 << 14;  // 60 s at 270 Hz
 constexpr double kLongestGap = 5.0;         // s; a straight line over more says little
 
 }  // namespace
-
-double distance(const Place& a, const Place& b) {
-  double metres = std::numeric_limits<double>::quiet_NaN();
-  GeographicLib::Geodesic::WGS84().Inverse(a.latitude, a.longitude, b.latitude, b.longitude,
-                                           metres);
-  return metres;
-}
 
 void TruthWindow::add(const TruthRow& row) {
   if (!rows_.empty() && row.time_ns <= rows_.back().time_ns) return;

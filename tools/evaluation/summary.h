@@ -6,10 +6,11 @@
 #include <optional>
 #include <string>
 
-#include "tools/engine_host.h"
-#include "tools/event_log.h"
-#include "tools/statistics.h"
-#include "tools/truth_window.h"
+#include "tools/evaluation/engine_host.h"
+#include "tools/evaluation/error_figures.h"
+#include "tools/evaluation/outages.h"
+#include "tools/evaluation/truth_window.h"
+#include "tools/logs/event_log.h"
 
 namespace zuvdr::tools {
 

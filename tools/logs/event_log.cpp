@@ -1,4 +1,4 @@
-#include "tools/event_log.h"
+#include "tools/logs/event_log.h"
 
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -21,7 +21,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/text_fields.h"
+#include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
 namespace {

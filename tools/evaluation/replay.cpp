@@ -1,10 +1,12 @@
-#include "tools/replay.h"
+#include "tools/evaluation/replay.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <utility>
 #include <variant>
+
+#include "tools/logs/time_difference.h"
 
 namespace zuvdr::tools {
 namespace {
