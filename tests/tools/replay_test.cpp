@@ -176,6 +176,15 @@ TEST(ReplayTest, RowsWaitForTheTruthBehindThem) {
   EXPECT_NEAR(fixes.rms(), 2.7e-5 * 6335439.327 * std::numbers::pi / 180.0, 1e-5);
 }
 
+TEST(ReplayTest, WithoutTruthRowsFollowTheFixesBySeconds) {
+  std::int64_t newest = 0;
+  Replay replay([&](const TrackRow& row) { newest = row.time_ns; });
+  for (int second = 1; second <= 30; ++second) {
+    replay.play(fix_row(second * kSecond, 48.0, 16.0));
+    EXPECT_GE(newest, (second - 6) * kSecond);
+  }
+}
+
 class ProgramTest : public ScratchTest {
  protected:
   struct Result {

@@ -21,6 +21,7 @@
 #include "tests/tools/scratch.h"
 #include "tools/cli/commands.h"
 #include "tools/simulation/gnss_model.h"
+#include "tools/simulation/local_frame.h"
 #include "tools/simulation/random.h"
 #include "tools/simulation/sensor_model.h"
 
@@ -339,6 +340,37 @@ TEST_F(Log, OutageAndRecoveryRows) {
   }
   EXPECT_NEAR(lost, 35, 1);
   EXPECT_EQ(recovered, 1);
+}
+
+// 2.5 times as large at first, 1 + 1.5 exp(-t / 5 s) after t seconds.
+TEST_F(Log, FixesAreRoughAfterATunnel) {
+  double first = 0.0, settled = 0.0;  // accuracies, 1 s and 25 s after the outage
+  for (const std::uint64_t seed : {1U, 2U, 3U, 4U, 5U, 6U}) {
+    options_.route.seed = seed;
+    options_.route.tunnel = 20.0;
+    int since = -1;  // fixes since the receiver found its satellites again
+    for (const EventRow& row : simulate(options_)) {
+      const auto* handed = std::get_if<FixRow>(&row);
+      if (handed == nullptr) continue;
+      const bool found = handed->sample != 0 && handed->fix.speed > 0.0F;
+      since = found ? 0 : since + (since >= 0 ? 1 : 0);
+      if (since == 1) first += handed->fix.pos_acc_e;
+      if (since == 25) settled += handed->fix.pos_acc_e;
+    }
+  }
+  const double expected = (1.0 + 1.5 * std::exp(-0.2)) / (1.0 + 1.5 * std::exp(-5.0));
+  EXPECT_NEAR(first / settled, expected, 0.25);
+}
+
+TEST(LocalFrame, MetresBecomeDegreesOfTheEllipsoid) {
+  for (const double latitude : {1.0, 48.2, 79.0}) {
+    const Place origin{latitude, 16.4};
+    const LocalFrame frame(origin, 0.0);
+    const Eigen::Vector2d east = way(origin, frame.place({100, 0, 0}));
+    const Eigen::Vector2d north = way(origin, frame.place({0, 100, 0}));
+    EXPECT_LT((east - Eigen::Vector2d(100, 0)).norm(), 0.01) << latitude;
+    EXPECT_LT((north - Eigen::Vector2d(0, 100)).norm(), 0.01) << latitude;
+  }
 }
 
 // The engine takes a car for standing when 26 windows of its low-passed rates in a row are quiet.

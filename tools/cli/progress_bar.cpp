@@ -15,6 +15,13 @@ constexpr int kCallsPerLook = 1 << 10;  // rows between two looks at the clock
 
 }  // namespace
 
+std::string bar_text(double part) {
+  const double bounded = std::clamp(part, 0.0, 1.0);
+  const int filled = static_cast<int>(bounded * kWidth);
+  return fmt::format("[{:#<{}}{:.<{}}] {:3.0f} %", "", filled, "", kWidth - filled,
+                     100.0 * bounded);
+}
+
 ProgressBar::ProgressBar()
     : terminal_(isatty(STDERR_FILENO) == 1), next_(Clock::now() + std::chrono::seconds(1)) {}
 
@@ -33,10 +40,7 @@ bool ProgressBar::due() {
 
 void ProgressBar::show(double part) {
   if (std::isnan(part)) return;
-  const double bounded = std::clamp(part, 0.0, 1.0);
-  const int filled = static_cast<int>(bounded * kWidth);
-  fmt::print(stderr, "\r[{:#<{}}{:.<{}}] {:3.0f} %", "", filled, "", kWidth - filled,
-             100.0 * bounded);
+  fmt::print(stderr, "\r{}", bar_text(part));
   std::fflush(stderr);
   shown_ = true;
 }

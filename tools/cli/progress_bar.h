@@ -2,8 +2,12 @@
 #pragma once
 
 #include <chrono>
+#include <string>
 
 namespace zuvdr::tools {
+
+// "[####....]  50 %" of a part done, 0 to 1.
+std::string bar_text(double part);
 
 class ProgressBar {
  public:
