@@ -5,6 +5,7 @@
 
 #include "bench/roads.h"
 #include "kf/kf.h"
+#include "kf/time_update.h"
 #include "nav/ins.h"
 #include "nav/matrix.h"
 #include "tests/kf/dense_filter.h"

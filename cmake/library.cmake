@@ -14,9 +14,12 @@ add_library(ZuVDR SHARED
   engine/sensor_epoch.cpp
   engine/sensor_intake.cpp
   kf/aiding_updates.cpp
+  kf/feedback.cpp
   kf/gnss_update.cpp
+  kf/kf.cpp
   kf/process_noise.cpp
   kf/time_update.cpp
+  kf/transition.cpp
   kf/update_core.cpp
   nav/attitude.cpp
   nav/geodesy.cpp

@@ -7,6 +7,7 @@
 
 #include "engine/insZuAlgo.h"
 #include "kf/kf.h"
+#include "kf/time_update.h"
 #include "nav/attitude.h"
 #include "nav/clock.h"
 #include "nav/constants.h"

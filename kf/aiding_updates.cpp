@@ -1,6 +1,7 @@
 // Updates without GNSS: zero velocity, non-holonomic constraint, gyroscope bias, tilt.
 #include <cstddef>
 
+#include "kf/feedback.h"
 #include "kf/kf.h"
 #include "kf/update_core.h"
 #include "nav/attitude.h"
@@ -67,7 +68,7 @@ void wBiasupdate(KF& kf, INS& ins, double* gyro) {
     z[k] = gyro[k] - ins.eb[k];
   }
   aid(kf, z, H, kGyroBiasR);
-  for (std::size_t k = 0; k < 3; ++k) ins.eb[k] += kf.X[kGyroBias + k];
+  zuvdr::add_gyro_bias(ins, kf.X + kGyroBias);
 }
 
 void tiltupdate(KF& kf, INS& ins, double* acc) {
@@ -85,6 +86,5 @@ void tiltupdate(KF& kf, INS& ins, double* acc) {
   // The innovation is -phi of the error state while H is +I: -X is the rotation. It is taken about
   // east and north, which pitch and roll are at yaw 0; elsewhere the zero velocity keeps the tilt.
   const double correction[3] = {-kf.X[kAttitude], -kf.X[kAttitude + 1], 0.0};
-  qdelphi(ins.qnb, correction);
-  attsyn(ins.qnb, ins);
+  zuvdr::rotate_attitude(ins, correction);
 }

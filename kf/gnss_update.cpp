@@ -1,4 +1,4 @@
-// GNSS measurement update and feedback of the vehicle filter.
+// GNSS measurement update of the vehicle filter.
 //
 // H, eight rows (m0, m1, m2: rows of Cmount; vL, vF, vV: sideways, forward and vertical velocity of
 // the vehicle; everything else zero):
@@ -10,16 +10,14 @@
 //   m2 . vn = 0      vn x m2  m2          (-vF, vL,  0)
 #include <cstddef>
 
+#include "kf/feedback.h"
 #include "kf/kf.h"
 #include "kf/update_core.h"
-#include "nav/attitude.h"
 #include "nav/ins.h"
 #include "nav/vector3.h"
 
 using zuvdr::dot;
-using zuvdr::kAccBias;
 using zuvdr::kAttitude;
-using zuvdr::kGyroBias;
 using zuvdr::kMounting;
 using zuvdr::kPosition;
 using zuvdr::kRows;
@@ -66,8 +64,7 @@ void MeasureUpdate(double* pos, double* vel, double* r, INS& ins, KF& kf, glvs& 
   z[7] = dot(ins.Cmount + 6, ins.vn);
   KfUpdate(ins, kf, z, r, true);
   KfFeedback(ins, kf);
-  qdelphi(ins.install_qnb, kf.X + kMounting);
-  InstallAttsyn(ins.install_qnb, ins);
+  zuvdr::rotate_mounting(ins, kf.X + kMounting);
   zero(ins.after_an[0], ins.after_wb);
 }
 
@@ -81,15 +78,4 @@ void KfUpdate(INS& ins, KF& kf, double* z, double* r, bool update) {
   zero(kf.R);
   for (std::size_t i = 0; i < kRows; ++i) kf.R[i * kRows + i] = r[i] * r[i];
   zuvdr::update_core(kf, z, measurement_matrix(ins), {kf.R, kf.PHt, kf.S, kf.K});
-}
-
-void KfFeedback(INS& ins, KF& kf) {
-  qdelphi(ins.qnb, kf.X + kAttitude);
-  for (std::size_t i = 0; i < 3; ++i) {
-    ins.vn[i] -= kf.X[kVelocity + i];
-    ins.pos[i] -= kf.X[kPosition + i];
-    ins.eb[i] += kf.X[kGyroBias + i];
-    ins.db[i] += kf.X[kAccBias + i];
-  }
-  attsyn(ins.qnb, ins);
 }

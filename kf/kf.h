@@ -52,25 +52,21 @@ static_assert(offsetof(KF, X) == 6848 && offsetof(KF, Phi) == 6992);
 static_assert(offsetof(KF, P_prior) == 9584 && offsetof(KF, PHt) == 12176);
 static_assert(offsetof(KF, S) == 13328 && offsetof(KF, K) == 13840);
 
-// time_update.cpp
+// kf.cpp
 
 // Zeroes the record and sets the initial P, Qk for a step of dt seconds, and R, which no update
 // reads before it has set its own.
 ZUVDR_EXPORT void KfInit(KF& kf, glvs& glv, double dt);
 
+// transition.cpp
+
 // Phi = I + F dt from ins.Cnb and ins.fn, dt in s.
 ZUVDR_EXPORT void kffk(INS& ins, KF& kf, double dt);
 
+// time_update.cpp
+
 // X = 0, P = Phi P Phi^T + Qk; not symmetrised.
 ZUVDR_EXPORT void KfPredict(KF& kf);
-
-namespace zuvdr {
-
-// kffk, QkUpdate and KfUpdate with the flag false in one, without looking at the form of Phi, which
-// is known here.
-ZUVDR_EXPORT void time_update(INS& ins, KF& kf, const double* imu, double dt);
-
-}  // namespace zuvdr
 
 // process_noise.cpp
 
@@ -92,6 +88,8 @@ ZUVDR_EXPORT void MeasureUpdate(double* pos, double* vel, double* r, INS& ins, K
 // innovations z (computed minus measured) and standard deviations r, which recomputes Cmount and
 // adds K z to X without feeding it back. Ends with P symmetric.
 ZUVDR_EXPORT void KfUpdate(INS& ins, KF& kf, double* z, double* r, bool update);
+
+// feedback.cpp
 
 // Corrects the navigator by states 0 to 14 of X. Neither clears X nor touches the mounting.
 ZUVDR_EXPORT void KfFeedback(INS& ins, KF& kf);

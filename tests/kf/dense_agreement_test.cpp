@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 
+#include "kf/time_update.h"
 #include "tests/kf/dense_filter.h"
 #include "tests/kf/vehicle.h"
 

@@ -1,12 +1,12 @@
-// Linked into a program beside the library, puts the dense forms in the place of those that the
-// engine calls: it does so through their exported names, and the program's definitions come first.
-// Stops the program when the covariance is not symmetric and positive definite; says at the end how
-// often each was called.
+// The dense forms under the names that the engine calls, to be linked with the engine's objects in
+// the place of the structured forms. Stops the program when the covariance is not symmetric and
+// positive definite; says at the end how often each was called.
 #include <Eigen/Dense>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
+#include "kf/time_update.h"
 #include "tests/kf/dense_filter.h"
 
 namespace {
