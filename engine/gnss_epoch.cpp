@@ -177,7 +177,7 @@ int insZuAlgo::pedestrian_gnss_epoch(double walking_speed, int vehicle_status) {
   G2M(pdr_origin, gps_pos, glv, enu);
   // No gate: a fix that failed the quality test is used with whatever accuracies it has.
   PdrGpsUpdate(pdr_kf, gps_fix, enu);
-  publish(pdr_origin, pedestrian.pdr_east, pedestrian.pdr_north, pedestrian.pdr_height);
+  publish(pdr_origin, pdr_east, pdr_north, pdr_height);
   return kUpdated;
 }
 

@@ -79,7 +79,7 @@ void insZuAlgo::DriDataClear() {
 }
 
 void insZuAlgo::PdrClear() {
-  pedestrian = {};
+  pdr_east = pdr_north = pdr_height = pdr_heading = pdr_speed = 0.0;
   pdr_kf = {};
   pdr_started = 0;
   pdr_ready = 0;

@@ -131,8 +131,15 @@ class insZuAlgo {
 
   glvs glv;
 
+  // Walker's solution: metres from pdr_origin; heading in rad, counter-clockwise from north, in
+  // [-pi, pi]; m/s. Nothing sets the height.
+  double pdr_east;
+  double pdr_north;
+  double pdr_height;
+  double pdr_heading;
+  double pdr_speed;
+
   // Walker.
-  zuvdr::PedestrianSolution pedestrian;
   PDRKF pdr_kf;
   std::int32_t pdr_started;                    // propagation enabled by a bout of steps
   std::int32_t pdr_ready;                      // filter initialised
@@ -194,6 +201,7 @@ class insZuAlgo {
   void initialise_pedestrian_filter();
   void publish(const double* reference, double east, double north, double up);
   void restart_pedestrian();
+  zuvdr::PedestrianSolution pedestrian();
 
   // The first searched_epochs of epoch_queue hold no pair that straddles searched_time.
   std::size_t searched_epochs;

@@ -9,28 +9,32 @@ constexpr std::int64_t kPedestrianTimeout = 60000000001;  // ns: more than 60 s
 
 }  // namespace
 
+zuvdr::PedestrianSolution insZuAlgo::pedestrian() {
+  return {pdr_east, pdr_north, pdr_heading, pdr_speed};
+}
+
 void insZuAlgo::PdrKfInit(PDRKF& filter) {
   zuvdr::init_pedestrian_filter(filter);
 }
 
 void insZuAlgo::PdrInit(GpsData& fix) {
-  zuvdr::seed_from_fix(pedestrian, fix);
+  zuvdr::seed_from_fix(pedestrian(), fix);
 }
 
 void insZuAlgo::PdrUpdate(double dt) {
-  zuvdr::advance(pedestrian, dt);
+  zuvdr::advance(pedestrian(), dt);
 }
 
 void insZuAlgo::PdrKfPredit(PDRKF& filter, double dt) {
-  zuvdr::predict_covariance(filter, pedestrian, dt);
+  zuvdr::predict_covariance(filter, pedestrian(), dt);
 }
 
 void insZuAlgo::PseudoSpeedUpdate(PDRKF& filter, double speed) {
-  zuvdr::update_with_speed(filter, pedestrian, speed);
+  zuvdr::update_with_speed(filter, pedestrian(), speed);
 }
 
 void insZuAlgo::PdrGpsUpdate(PDRKF& filter, GpsData& fix, double* position) {
-  zuvdr::update_with_fix(filter, pedestrian, fix, position);
+  zuvdr::update_with_fix(filter, pedestrian(), fix, position);
 }
 
 bool insZuAlgo::PdrStatus(long t) {

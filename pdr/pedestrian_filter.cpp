@@ -37,11 +37,11 @@ double wrap_once(double angle) {
   return angle;
 }
 
-void apply_correction(PDRKF& kf, PedestrianSolution& solution) {
-  solution.pdr_east += kf.dx[kEast];
-  solution.pdr_north += kf.dx[kNorth];
-  solution.pdr_heading = wrap_once(solution.pdr_heading + kf.dx[kHeading]);
-  solution.pdr_speed += kf.dx[kSpeed];
+void apply_correction(PDRKF& kf, PedestrianSolution solution) {
+  solution.east += kf.dx[kEast];
+  solution.north += kf.dx[kNorth];
+  solution.heading = wrap_once(solution.heading + kf.dx[kHeading]);
+  solution.speed += kf.dx[kSpeed];
   std::fill(std::begin(kf.dx), std::end(kf.dx), 0.0);
 }
 
@@ -67,23 +67,23 @@ void init_pedestrian_filter(PDRKF& kf) {
   }
 }
 
-void seed_from_fix(PedestrianSolution& solution, const GpsData& fix) {
+void seed_from_fix(PedestrianSolution solution, const GpsData& fix) {
   const float bearing = fix.bearing > 180.0F ? fix.bearing - 360.0F : fix.bearing;
-  solution.pdr_speed = fix.speed;
-  solution.pdr_heading = -static_cast<double>(bearing) * kPi / 180.0;
+  solution.speed = fix.speed;
+  solution.heading = -static_cast<double>(bearing) * kPi / 180.0;
 }
 
-void advance(PedestrianSolution& solution, double dt) {
-  const double distance = solution.pdr_speed * dt;
-  solution.pdr_east -= distance * std::sin(solution.pdr_heading);
-  solution.pdr_north += distance * std::cos(solution.pdr_heading);
-  solution.pdr_heading = wrap_once(solution.pdr_heading);
+void advance(PedestrianSolution solution, double dt) {
+  const double distance = solution.speed * dt;
+  solution.east -= distance * std::sin(solution.heading);
+  solution.north += distance * std::cos(solution.heading);
+  solution.heading = wrap_once(solution.heading);
 }
 
-void predict_covariance(PDRKF& kf, const PedestrianSolution& solution, double dt) {
-  const double sine = std::sin(solution.pdr_heading);
-  const double cosine = std::cos(solution.pdr_heading);
-  const double distance = solution.pdr_speed * dt;
+void predict_covariance(PDRKF& kf, PedestrianSolution solution, double dt) {
+  const double sine = std::sin(solution.heading);
+  const double cosine = std::cos(solution.heading);
+  const double distance = solution.speed * dt;
   std::fill(std::begin(kf.F), std::end(kf.F), 0.0);
   for (std::size_t i = 0; i < kPdrStates; ++i) kf.F[at(i, i)] = 1.0;
   kf.F[at(kEast, kHeading)] = -distance * cosine;
@@ -98,11 +98,11 @@ void predict_covariance(PDRKF& kf, const PedestrianSolution& solution, double dt
   symmetrise<kPdrStates>(kf.P);
 }
 
-void update_with_speed(PDRKF& kf, PedestrianSolution& solution, double speed) {
+void update_with_speed(PDRKF& kf, PedestrianSolution solution, double speed) {
   // H = (0, 0, 0, 1): P H^T is the last column of P, K H P the gain times its last row.
   std::copy_n(kf.P, 16, kf.P_prior);
   const double S = kf.P_prior[at(kSpeed, kSpeed)] + kSpeedMeasurementR;
-  const double innovation = speed - solution.pdr_speed;
+  const double innovation = speed - solution.speed;
   for (std::size_t i = 0; i < kPdrStates; ++i) {
     const double gain = kf.P_prior[at(i, kSpeed)] / S;
     kf.dx[i] = gain * innovation;
@@ -114,16 +114,16 @@ void update_with_speed(PDRKF& kf, PedestrianSolution& solution, double speed) {
   apply_correction(kf, solution);
 }
 
-void update_with_fix(PDRKF& kf, PedestrianSolution& solution, const GpsData& fix,
+void update_with_fix(PDRKF& kf, PedestrianSolution solution, const GpsData& fix,
                      const double* position) {
   const double course = std::atan2(-static_cast<double>(fix.vel_e), fix.vel_n);
   const double sigma[kPdrStates] = {fix.pos_acc_e, fix.pos_acc_n, 0.0, fix.speed_acc};
   std::fill(std::begin(kf.R), std::end(kf.R), 0.0);
   for (std::size_t i = 0; i < kPdrStates; ++i) kf.R[at(i, i)] = sigma[i] * sigma[i];
   kf.R[at(kHeading, kHeading)] = heading_variance(fix);
-  const double y[kPdrStates] = {position[0] - solution.pdr_east, position[1] - solution.pdr_north,
-                                wrap_once(course - solution.pdr_heading),
-                                static_cast<double>(fix.speed) - solution.pdr_speed};
+  const double y[kPdrStates] = {position[0] - solution.east, position[1] - solution.north,
+                                wrap_once(course - solution.heading),
+                                static_cast<double>(fix.speed) - solution.speed};
   // H is the identity, so P H^T is P and K H is K.
   std::copy_n(kf.P, 16, kf.P_prior);
   std::copy_n(kf.P, 16, kf.PHt);

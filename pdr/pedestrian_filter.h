@@ -25,32 +25,32 @@ static_assert(offsetof(PDRKF, S) == 672 && offsetof(PDRKF, K) == 800);
 
 namespace zuvdr {
 
+// The walker's solution in the place where its owner keeps it; copies refer to the same place.
 struct PedestrianSolution {
-  double pdr_east;     // m from the walker's origin
-  double pdr_north;    // m
-  double pdr_height;   // always 0: the walker has no height
-  double pdr_heading;  // rad, counter-clockwise from north, in [-pi, pi]
-  double pdr_speed;    // m/s
+  double& east;     // m from the walker's origin
+  double& north;    // m
+  double& heading;  // rad, counter-clockwise from north, in [-pi, pi]
+  double& speed;    // m/s
 };
 
 // Zeroes the record and sets the initial R and P.
 void init_pedestrian_filter(PDRKF& kf);
 
 // Heading and speed from a fix; the position is left alone.
-void seed_from_fix(PedestrianSolution& solution, const GpsData& fix);
+void seed_from_fix(PedestrianSolution solution, const GpsData& fix);
 
 // Dead reckoning over dt seconds along the heading, which is wrapped afterwards.
-void advance(PedestrianSolution& solution, double dt);
+void advance(PedestrianSolution solution, double dt);
 
 // P of dt seconds later: P = F P F^T + G Qn G^T. The state is moved by advance.
-void predict_covariance(PDRKF& kf, const PedestrianSolution& solution, double dt);
+void predict_covariance(PDRKF& kf, PedestrianSolution solution, double dt);
 
 // Corrects with a speed measurement, m/s, sigma 0.5 m/s.
-void update_with_speed(PDRKF& kf, PedestrianSolution& solution, double speed);
+void update_with_speed(PDRKF& kf, PedestrianSolution solution, double speed);
 
 // Corrects with a fix: position (east, north, m, in the frame of the solution), course and speed.
 // There is no gate; accuracies of 0 make the solution snap to the fix.
-void update_with_fix(PDRKF& kf, PedestrianSolution& solution, const GpsData& fix,
+void update_with_fix(PDRKF& kf, PedestrianSolution solution, const GpsData& fix,
                      const double* position);
 
 }  // namespace zuvdr

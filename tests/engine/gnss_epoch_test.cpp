@@ -211,8 +211,8 @@ TEST(Walker, IsInitialisedByAGoodFixAfterMoreThanTenSteps) {
     fix.speed_acc = 0.2f;
     EXPECT_EQ(feed_fix(fix), 0) << "the output is still the raw fix";
     EXPECT_EQ(GetPdrFlag() + engine().pdr_ready, 2);
-    EXPECT_NEAR(engine().pedestrian.pdr_heading, heading, 1e-15) << bearing;
-    EXPECT_EQ(engine().pedestrian.pdr_speed, 1.25);
+    EXPECT_NEAR(engine().pdr_heading, heading, 1e-15) << bearing;
+    EXPECT_EQ(engine().pdr_speed, 1.25);
     EXPECT_EQ(engine().pdr_kf.P[0] + engine().pdr_kf.P[5], 450.0);
     EXPECT_TRUE(std::equal(engine().pdr_origin, engine().pdr_origin + 3, engine().gps_pos));
   }
@@ -228,7 +228,7 @@ TEST(Walker, TakesEveryFixWhateverItsQualityButStaysInTheNorthEast) {
   EXPECT_EQ(feed_fix(fix), 1);
   EXPECT_LT(distance_to(fix), 0.01);
   // The step speed is 0 until 6 s of history are held: (0.15 m/s)^2 against (0.5 m/s)^2.
-  EXPECT_NEAR(engine().pedestrian.pdr_speed, 1.25 * (1.0 - 0.0225 / 0.2725), 1e-9);
+  EXPECT_NEAR(engine().pdr_speed, 1.25 * (1.0 - 0.0225 / 0.2725), 1e-9);
   fix = good_fix(3 * kSecond, 1.25f, 116.0005, 40.0005);
   fix.vel_acc_e = fix.vel_acc_n = fix.pos_acc_e = fix.pos_acc_n = fix.speed_acc = 0.0f;
   EXPECT_EQ(feed_fix(fix), 1);

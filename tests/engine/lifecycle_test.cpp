@@ -21,8 +21,9 @@ void for_each_plain_member(insZuAlgo& e, Function f) {
       e.gps_converged, e.gps_status);
   all(e.gps_prev_pos, e.gps_prev_vel, e.gps_pos, e.gps_vel, e.gps_prev_time, e.gps_time, e.gps_fix,
       e.last_sensor_time, e.match_mask, e.prev_epoch_time);
-  all(e.pedestrian, e.pdr_kf, e.pdr_started, e.pdr_ready, e.pdr_origin, e.step_detector,
-      e.pdr_window_len, e.loc_lat, e.loc_lon, e.loc_alt);
+  all(e.pdr_east, e.pdr_north, e.pdr_height, e.pdr_heading, e.pdr_speed, e.pdr_kf, e.pdr_started,
+      e.pdr_ready, e.pdr_origin, e.step_detector, e.pdr_window_len, e.loc_lat, e.loc_lon,
+      e.loc_alt);
   all(e.static_long, e.static_start_time, e.acc_lpf, e.gyr_lpf, e.acc_lpf1hz, e.ref_pos,
       e.ins_init_enable, e.ins_running, e.pdr_flag, e.last_step_time_ns, e.static_count);
 }

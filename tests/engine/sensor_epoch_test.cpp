@@ -171,13 +171,14 @@ TEST(SensorEpoch, TheWalkerMovesByTheTimeUnlessTheGapIsLong) {
   for (const auto& [before, now, dt, heading] : cases) {
     Reset();
     engine().pdr_started = engine().pdr_ready = 1;
-    engine().pedestrian = {0.0, 0.0, 0.0, heading, 1.0};
+    engine().pdr_heading = heading;
+    engine().pdr_speed = 1.0;
     engine().prev_epoch_time = before;
     run_epoch(now);
-    EXPECT_NEAR(engine().pedestrian.pdr_east, -dt * std::sin(heading), 1e-15);
-    EXPECT_DOUBLE_EQ(engine().pedestrian.pdr_north, dt * std::cos(heading));
+    EXPECT_NEAR(engine().pdr_east, -dt * std::sin(heading), 1e-15);
+    EXPECT_DOUBLE_EQ(engine().pdr_north, dt * std::cos(heading));
     const double turn = heading > M_PI ? -2 * M_PI : heading < -M_PI ? 2 * M_PI : 0.0;
-    EXPECT_DOUBLE_EQ(engine().pedestrian.pdr_heading, heading + turn);
+    EXPECT_DOUBLE_EQ(engine().pdr_heading, heading + turn);
     EXPECT_NEAR(engine().pdr_kf.F[3], -dt * std::sin(heading), 1e-15) << "the filter follows";
     EXPECT_EQ(engine().last_sensor_time, now);
   }
@@ -187,12 +188,12 @@ TEST(SensorEpoch, TheWalkerStartsAtElevenStepsAndStopsAMinuteAfterTheLast) {
   Reset();
   insZuAlgo& e = engine();
   e.pdr_ready = 1;
-  e.pedestrian.pdr_speed = 1.0;
+  e.pdr_speed = 1.0;
   for (const int steps : {10, 11}) {
     e.step_detector.bout_step_count = steps;
     run_epoch(kSecond + steps * kEpoch);
     EXPECT_EQ(e.pdr_started, steps == 11);
-    EXPECT_EQ(e.pedestrian.pdr_north, 0.0) << "moves from the next epoch on";
+    EXPECT_EQ(e.pdr_north, 0.0) << "moves from the next epoch on";
   }
   const struct {
     std::int64_t last_step, now;
@@ -201,12 +202,12 @@ TEST(SensorEpoch, TheWalkerStartsAtElevenStepsAndStopsAMinuteAfterTheLast) {
                {kSecond, 0, 1},       {kFirstTime, kLastTime, 0}, {kLastTime, kFirstTime, 1}};
   for (const auto& [last_step, now, walks] : cases) {
     e.pdr_started = e.pdr_ready = e.pdr_flag = e.step_detector.bout_step_count = 1;
-    e.pdr_origin[0] = e.pedestrian.pdr_north = e.pdr_kf.P[0] = 7.0;
+    e.pdr_origin[0] = e.pdr_north = e.pdr_kf.P[0] = 7.0;
     e.last_step_time_ns = last_step;
     run_epoch(now);
     EXPECT_EQ(GetPdrFlag(), walks) << now;
     EXPECT_EQ(e.pdr_started + e.pdr_ready + e.step_detector.bout_step_count, 3 * walks) << now;
-    EXPECT_EQ(e.pdr_origin[0] + e.pedestrian.pdr_north + e.pdr_kf.P[0] > 0.0, walks) << now;
+    EXPECT_EQ(e.pdr_origin[0] + e.pdr_north + e.pdr_kf.P[0] > 0.0, walks) << now;
     EXPECT_EQ(e.last_step_time_ns, last_step);
   }
   EXPECT_EQ(e.pdr_window_len, 8) << "the history stays";

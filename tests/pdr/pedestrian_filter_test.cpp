@@ -22,8 +22,14 @@ constexpr auto matrix = [](const double* m) {
 };
 
 Vector4d walker() {
-  const zuvdr::PedestrianSolution& s = engine().pedestrian;
-  return {s.pdr_east, s.pdr_north, s.pdr_heading, s.pdr_speed};
+  return {engine().pdr_east, engine().pdr_north, engine().pdr_heading, engine().pdr_speed};
+}
+
+void set_walker(const Vector4d& x) {
+  engine().pdr_east = x(0);
+  engine().pdr_north = x(1);
+  engine().pdr_heading = x(2);
+  engine().pdr_speed = x(3);
 }
 
 GpsData course_fix(double vel_e, double vel_n) {
@@ -68,7 +74,7 @@ TEST(PedestrianFilter, WalksLikeTheTextbookFilter) {
   std::normal_distribution<double> noise;
   PDRKF& kf = engine().pdr_kf;
   engine().PdrKfInit(kf);
-  engine().pedestrian = {1.0, -2.0, 0.0, 3.0, 1.3};
+  set_walker({1.0, -2.0, 3.0, 1.3});
   TextbookFilter textbook{walker(), matrix(kf.P)};
   for (int i = 0; i < 400; ++i) {
     for (int k = 0; k < 25; ++k) {
@@ -117,7 +123,7 @@ TEST(PedestrianFilter, HeadingsAndTheirInnovationsWrapOnce) {
        {Vec3{3.1, 3.3, 3.3 - 2 * M_PI}, Vec3{-3.1, 3.1, 3.1}, Vec3{-3.0, -3.2, 2 * M_PI - 3.2},
         Vec3{0.5, -1.0, -1.0}}) {
     engine().PdrKfInit(engine().pdr_kf);
-    engine().pedestrian = {0.0, 0.0, 0.0, heading, 1.0};
+    set_walker({0.0, 0.0, heading, 1.0});
     GpsData fix = course_fix(-std::sin(course), std::cos(course));
     fix.vel_acc_e = fix.vel_acc_n = fix.pos_acc_e = fix.pos_acc_n = fix.speed_acc = 0.0f;
     double position[2] = {7.0, -8.0};
@@ -125,7 +131,7 @@ TEST(PedestrianFilter, HeadingsAndTheirInnovationsWrapOnce) {
     EXPECT_LT((walker() - Vector4d(7.0, -8.0, expected, 1.0)).norm(), 1e-6)
         << "accuracies of 0 snap to the fix, float32";
   }
-  engine().pedestrian.pdr_heading = 10.0;
+  engine().pdr_heading = 10.0;
   engine().PdrUpdate(0.5);
   EXPECT_NEAR(walker()(2), 10.0 - 2 * M_PI, 1e-14) << "still beyond pi: one wrap only";
 }
@@ -133,7 +139,7 @@ TEST(PedestrianFilter, HeadingsAndTheirInnovationsWrapOnce) {
 TEST(PedestrianFilter, StartsFromTheFixsCourseAndSpeed) {
   for (const auto& [bearing, heading] :
        {std::pair{0.0f, 0.0}, {45.0f, -M_PI / 4}, {180.0f, -M_PI}, {180.5f, 179.5 * kDegree}}) {
-    engine().pedestrian = {4.0, 5.0, 0.0, 9.0, 9.0};
+    set_walker({4.0, 5.0, 9.0, 9.0});
     GpsData fix = good_fix(0, 1.25f);
     fix.bearing = bearing;
     engine().PdrInit(fix);

@@ -12,7 +12,7 @@ EngineProbe probe_engine() {
           .converged = engine.gps_converged != 0,
           .pedestrian_started = engine.pdr_started != 0,
           .pedestrian_ready = engine.pdr_ready != 0,
-          .pedestrian_speed = engine.pedestrian.pdr_speed,
+          .pedestrian_speed = engine.pdr_speed,
           .bout_steps = engine.step_detector.bout_step_count,
           .total_steps = engine.step_detector.total_steps};
 }
