@@ -4,6 +4,7 @@ set(ZUVDR_STEP_TABLES "${PROJECT_SOURCE_DIR}/pdr/step_tables.cpp"
 
 # The product: libZuVDR. Nothing but the standard library and libm behind it.
 add_library(ZuVDR SHARED
+  engine/epoch_release.cpp
   engine/exports.cpp
   engine/gnss_epoch.cpp
   engine/gnss_intake.cpp

@@ -68,8 +68,6 @@ void insZuAlgo::DriDataClear() {
   gps_prev_time = 0;
   gps_time = 0;
   epoch_queue.clear();
-  searched_epochs = 0;
-  searched_time = 0;
   last_sensor_time = 0;
   match_mask = 0;
   acc_queue.clear();

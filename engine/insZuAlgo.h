@@ -2,7 +2,8 @@
 // the exported functions of include/ZuVDR.h and are no interface of their own.
 //
 //   sensor_intake.cpp   DataSort: filing and pairing of raw events
-//   sensor_epoch.cpp    GpsAlignment, algo_sensor_update: one paired epoch
+//   epoch_release.cpp   GpsAlignment: the epochs that a fix lets through
+//   sensor_epoch.cpp    algo_sensor_update: one paired epoch
 //   gnss_intake.cpp     a fix and its predecessor
 //   gnss_epoch.cpp      algo_gps_update: one fix
 //   monitors.cpp        sliding-window voters
@@ -202,10 +203,6 @@ class insZuAlgo {
   void publish(const double* reference, double east, double north, double up);
   void restart_pedestrian();
   zuvdr::PedestrianSolution pedestrian();
-
-  // The first searched_epochs of epoch_queue hold no pair that straddles searched_time.
-  std::size_t searched_epochs;
-  std::int64_t searched_time;
 };
 
 // The same pointer, as the exported functions use it.

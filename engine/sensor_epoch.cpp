@@ -17,8 +17,7 @@
 
 namespace {
 
-constexpr std::int64_t kAlignmentTolerance = 40000000;  // ns
-constexpr double kLongestStep = 1.5;                    // s; a longer gap is not integrated
+constexpr double kLongestStep = 1.5;  // s; a longer gap is not integrated
 
 // Quiet means: standard deviation of the filtered rate below these, rad/s, tuned per axis.
 constexpr std::size_t kQuietWindow = 25;  // epochs, 1 s at 25 Hz
@@ -43,36 +42,6 @@ bool deviation_below(const std::deque<double>& window, double limit) {
 }
 
 }  // namespace
-
-int insZuAlgo::GpsAlignment() {
-  const std::size_t n = epoch_queue.size();
-  if (n == 0) return 0;
-  const auto time = [this](std::size_t k) { return epoch_queue[k].time_ns; };
-  if (zuvdr::elapsed_ns(gps_time, epoch_queue.back().time_ns) > kAlignmentTolerance) return 0;
-  if (zuvdr::elapsed_ns(epoch_queue.front().time_ns, gps_time) > kAlignmentTolerance) return 1;
-  // Epochs that were searched for this fix before are not searched again: a long stretch without
-  // fixes would cost the square of its length.
-  if (searched_time != gps_time) searched_epochs = 0;
-  std::size_t k = n - 1;
-  while (k >= 1 && k >= searched_epochs && !(time(k) >= gps_time && time(k - 1) < gps_time)) --k;
-  if (k < 1 || k < searched_epochs) {
-    searched_epochs = n;
-    searched_time = gps_time;
-    return 0;
-  }
-  searched_epochs = 0;
-  for (std::size_t released = 0; released <= k; ++released) {
-    const SensorEpoch& epoch = epoch_queue.front();
-    std::copy_n(epoch.acc, 6, cur_epoch.acc);
-    std::copy_n(epoch.gyr, 6, cur_epoch.gyr);
-    std::copy_n(epoch.mag, 6, cur_epoch.mag);
-    std::copy_n(epoch.pres, 6, cur_epoch.pres);
-    cur_epoch.time_ns = epoch.time_ns;
-    algo_sensor_update();
-    epoch_queue.pop_front();
-  }
-  return 1;
-}
 
 int insZuAlgo::algo_sensor_update() {
   const std::int64_t t = cur_epoch.time_ns;

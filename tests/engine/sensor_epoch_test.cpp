@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <Eigen/Dense>
+#include <ctime>
 #include <random>
 #include <vector>
 
@@ -52,27 +53,52 @@ TEST(Release, EpochsRunUpToTheFirstAtOrAfterTheFix) {
   EXPECT_EQ(engine().GpsAlignment(), 0) << "an empty queue";
 }
 
-// Fix times and epochs in any order: the answers are those of a search from the newest epoch.
-TEST(Release, AnyOrderOfFixesAndEpochsAgreesWithAPlainSearch) {
+// Fix times and epochs in any order, one by one or in the place of the whole queue: the answers are
+// those of a search of all of it.
+TEST(Release, AgreesWithAPlainSearchOfAnyQueue) {
   Reset();
   std::mt19937 random(3);
   const auto draw = [&random](unsigned n) { return static_cast<std::int64_t>(random() % n); };
   std::vector<std::int64_t> queue;
-  for (int i = 0; i < 20000; ++i) {
+  std::size_t longest_kept = 0;
+  for (int i = 0; i < 40000; ++i) {
     const std::int64_t t = (queue.empty() ? kSecond : queue.back()) + (draw(7) - 2) * 10 * ms;
-    if (draw(40) == 0) {
+    if (draw(i < 20000 ? 40 : 1000) == 0) {
       const GpsData fix = good_fix(t + (draw(60) - 40) * 5 * ms);
       SyncGPSEventforFusion(&fix);
     }
-    queue.push_back(t);
     const std::int64_t fix = engine().gps_time;
+    const bool replace = draw(200) < (i % 1000 < 100 ? 100 : 1);
+    if (replace) {
+      queue.assign(static_cast<std::size_t>(1 + (draw(2) == 0 ? draw(3) : draw(600))), 0);
+      const std::int64_t earliest = 3 * draw(2) - 3;
+      for (std::int64_t& time : queue) time = fix + (earliest + draw(8)) * 10 * ms;
+      engine().epoch_queue.clear();
+      for (const std::int64_t time : queue) engine().epoch_queue.emplace_back().time_ns = time;
+    } else {
+      queue.push_back(t);
+    }
     std::size_t k = queue.size() - 1;
     while (k > 0 && !(queue[k] >= fix && queue[k - 1] < fix)) --k;
-    const bool too_early = fix - t > 40 * ms, too_late = queue.front() - fix > 40 * ms;
-    ASSERT_EQ(feed_pair(t), !too_early && (too_late || k > 0)) << i;
-    if (!too_early && !too_late && k > 0) queue.erase(queue.begin(), queue.begin() + 1 + long(k));
+    const bool too_early = fix - queue.back() > 40 * ms, too_late = queue.front() - fix > 40 * ms;
+    const int result = replace ? engine().GpsAlignment() : feed_pair(t);
+    ASSERT_EQ(result, !too_early && (too_late || k > 0)) << i;
+    if (!too_early && !too_late) {
+      if (k > 0) queue.erase(queue.begin(), queue.begin() + 1 + long(k));
+      longest_kept = std::max(longest_kept, queue.size());
+    }
     ASSERT_EQ(engine().epoch_queue.size(), queue.size()) << i;
   }
+  EXPECT_GT(longest_kept, 600u);
+}
+
+// At 100 Hz epochs just after the last fix stay in its reach: each new one has the queue searched.
+TEST(Release, AnHourWithoutFixesCostsNoMoreThanItsEpochs) {
+  Reset();
+  engine().gps_time = kSecond;
+  const std::clock_t start = std::clock();
+  for (int i = 1; i <= 360'000; ++i) ASSERT_EQ(feed_pair(kSecond + i * 10 * ms), 0);
+  EXPECT_LT(std::clock() - start, 20 * CLOCKS_PER_SEC);
 }
 
 TEST(QuietDetector, EachAxisHasItsThreshold) {
