@@ -91,7 +91,6 @@ int insZuAlgo::DataSort(SensorData event) {
       return 0;
   }
   event.type = 0;
-  event.padding = 0;
   queue->push_back(event);
 
   match_mask = 0;

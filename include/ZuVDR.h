@@ -42,7 +42,6 @@ enum {
 /* One raw sensor event. Axes are Android's: x right, y up along the screen, z out of it. */
 typedef struct SensorData {
   int32_t type;      /* one of the sensor type numbers above */
-  int32_t padding;   /* not read */
   double values[6];  /* in the platform's order and units */
   int64_t timestamp; /* ns */
 } SensorData;

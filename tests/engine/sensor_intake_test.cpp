@@ -94,10 +94,9 @@ TEST(SensorIntake, EventsNearAGyroscopeEventMakeAnEpoch) {
 TEST(SensorIntake, ValuesAreNarrowedToFloatAndOtherTypesIgnored) {
   Reset();
   SensorData acc = event(1, kSecond), gyr = event(16, kSecond);
-  acc.padding = -1;
   for (int i = 0; i < 6; ++i) acc.values[i] = gyr.values[5 - i] = 0.1 + i;
   EXPECT_EQ(UpdateLocationbySensorEvent(acc), 0);
-  EXPECT_EQ(engine().acc_queue.front().type + engine().acc_queue.front().padding, 0);
+  EXPECT_EQ(engine().acc_queue.front().type, 0);
   EXPECT_EQ(isSensorEventBufferFull(), 1);
   EXPECT_EQ(UpdateLocationbySensorEvent(gyr), 1) << "queued: it lies after the fix time";
   EXPECT_EQ(isSensorEventBufferFull(), 0);

@@ -315,8 +315,8 @@ TEST_F(ProgramTest, ReplayNeedsNoMoreMemoryForALongerLog) {
     EventLogWriter log(path("log.csv"));
     for (int i = 1; i <= fixes; ++i) {
       const std::int64_t t = i * kSecond;
-      log.write(SensorRow{{ZUVDR_SENSOR_ACCELEROMETER, 0, {0.1, 0.2, 9.8, 0, 0, 0}, t}});
-      log.write(SensorRow{{ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, 0, {}, t}});
+      log.write(SensorRow{{ZUVDR_SENSOR_ACCELEROMETER, {0.1, 0.2, 9.8, 0, 0, 0}, t}});
+      log.write(SensorRow{{ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, {}, t}});
       const double place = 1e-4 * (i % 1000);
       log.write(truth_row(t, 20.0, place));
       GpsData fix{};
