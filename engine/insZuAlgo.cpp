@@ -48,7 +48,7 @@ void insZuAlgo::algo_reset() {
 }
 
 void insZuAlgo::InsClear() {
-  ins = INS{};
+  zuvdr::clear(ins);
   kf = KF{};
   stability_win.clear();
   tunnel_win.clear();

@@ -32,6 +32,17 @@ Matrix4 rate_matrix(double x, double y, double z) {
 
 }  // namespace
 
+void zuvdr::clear(INS& ins) {
+  // All of them: a member that is not named here does not compile.
+  auto& [qnb, vn, pos, att, Cnb, fn, fb, after_fb, eb, db, an, after_an, wb, after_wb, pitch_hist,
+         roll_hist, install_att, install_Cnb, Cmount, install_qnb, att_mode] = ins;
+  zero(qnb, vn, pos, att, Cnb, fn, fb, after_fb[0], after_fb[1], eb, db, an, after_an[0],
+       after_an[1], wb, after_wb, install_att, install_Cnb, Cmount, install_qnb);
+  pitch_hist.clear();
+  roll_hist.clear();
+  att_mode = 0;
+}
+
 void zuvdr::update_mounting_matrix(INS& ins) {
   multiply_transposed<3, 3, 3>(ins.install_Cnb, ins.Cnb, ins.Cmount);
 }

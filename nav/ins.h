@@ -88,6 +88,9 @@ ZUVDR_EXPORT double CalculateAccPsi(INS& ins, double* d, double* acc);
 
 namespace zuvdr {
 
+// Zeroes every member and empties the histories.
+void clear(INS& ins);
+
 // Cmount = install_Cnb Cnb^T: navigation frame to vehicle frame.
 void update_mounting_matrix(INS& ins);
 

@@ -42,6 +42,14 @@ struct Phone {
   }
 };
 
+TEST(Allocation, AResetOfEmptyQueuesAllocatesNothing) {
+  const zuvdr::tests::HeapCount before = zuvdr::tests::heap_count();
+  Reset();
+  const zuvdr::tests::HeapCount after = zuvdr::tests::heap_count();
+  EXPECT_EQ(after.deque_blocks, before.deque_blocks);
+  EXPECT_EQ(after.others, before.others);
+}
+
 TEST(Allocation, ASteadyEpochAllocatesNothingButTheBlocksOfItsQueues) {
   Phone phone;
   ASSERT_EQ(GetCarFlag(), 15);

@@ -15,8 +15,8 @@ template <typename Function>
 void for_each_plain_member(insZuAlgo& e, Function f) {
   const auto all = [&f](auto&... members) { (f(members), ...); };
   INS& i = e.ins;
-  all(i.qnb, i.vn, i.pos, i.att, i.Cnb, i.fn, i.fb, i.eb, i.db, i.an, i.wb, i.install_att,
-      i.install_Cnb, i.Cmount, i.install_qnb, i.att_mode, e.kf);
+  all(i.qnb, i.vn, i.pos, i.att, i.Cnb, i.fn, i.fb, i.after_fb, i.eb, i.db, i.an, i.after_an, i.wb,
+      i.after_wb, i.install_att, i.install_Cnb, i.Cmount, i.install_qnb, i.att_mode, e.kf);
   all(e.att_converged, e.ins_pos_set, e.ins_aligned, e.vehicle_mode, e.motion_reset, e.euler_order,
       e.gps_converged, e.gps_status);
   all(e.gps_prev_pos, e.gps_prev_vel, e.gps_pos, e.gps_vel, e.gps_prev_time, e.gps_time, e.gps_fix,
