@@ -153,9 +153,9 @@ double step_speed(std::deque<double>& acc_x, std::deque<double>& acc_y, std::deq
   double distance = 0.0;
   measure_steps(stretch, steps, [&](std::size_t, double length) { distance += length; });
 
-  // Without steps the length of the stretch does not matter: it may be empty or last no time.
+  // Without a distance the length of the stretch does not matter: it may be empty or last no time.
   const double estimate =
-      steps.first == n ? 0.0 : distance / seconds(elapsed(stretch, n - 1, stretch.begin));
+      distance == 0.0 ? 0.0 : distance / seconds(elapsed(stretch, n - 1, stretch.begin));
   if (estimate == 0.0) return speed > kWalkingSpeed ? speed : 0.0;
 
   // A speed of exactly 0 is left only through another source of the previous speed.

@@ -77,6 +77,15 @@ TEST(StepSpeed, IsTheDistanceOverFiveSecondsIfStepsFillThem) {
   EXPECT_EQ(at_limits.speed(1.0, 149), 0.0) << "too short a history";
 }
 
+TEST(StepSpeed, OfTheNewestEpochAloneIsThePreviousOneIfWalking) {
+  for (const Indices& steps : {Indices{}, Indices{149}, Indices{20, 149}}) {
+    Walk walk(150, steps);
+    walk.time[149] = walk.time[148] + 5'000'000'001;
+    EXPECT_EQ(walk.speed(1.2), 1.2);
+    EXPECT_EQ(walk.speed(0.4), 0.0);
+  }
+}
+
 TEST(StepSpeed, IsDefinedForAnyHistory) {
   EXPECT_EQ(Walk(0, {}).speed(1.0), 1.0);
   Walk walk(150, {30, 42, 149});
