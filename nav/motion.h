@@ -7,7 +7,8 @@ struct INS;
 
 // Called once per epoch: keeps the last 25 values of att[0] and att[1] in ins and returns 1 when
 // either changed by more than 25 degrees over the window, else 0. A window whose oldest pitch is
-// exactly zero never reports motion.
+// exactly zero never reports motion. A change that is NaN does not count and does not hide the
+// other one.
 ZUVDR_EXPORT int MP_MOVE(INS& ins);
 
 // Euler order for a device held so, from the accelerometer (m/s^2): 2 when the body x axis stands
