@@ -48,7 +48,7 @@ void Reset(void) {
 }
 
 void GetAlgoVersion(AlgoVersion* version) {
-  *version = {3, 0, 10};
+  *version = {ZUVDR_VERSION_MAJOR, ZUVDR_VERSION_MINOR, ZUVDR_VERSION_PATCH};
 }
 
 const char* getAlgoLog(void) {

@@ -20,6 +20,13 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/* The version of this header, in parts and as one number for #if: 3.0.10 is 30010. */
+#define ZUVDR_VERSION_MAJOR 3
+#define ZUVDR_VERSION_MINOR 0
+#define ZUVDR_VERSION_PATCH 10
+#define ZUVDR_VERSION \
+  (ZUVDR_VERSION_MAJOR * 10000 + ZUVDR_VERSION_MINOR * 100 + ZUVDR_VERSION_PATCH)
+
 /* Marks a declaration as part of the library's exported surface; everything else is hidden. */
 #if defined(__GNUC__)
 #define ZUVDR_EXPORT __attribute__((visibility("default")))
@@ -140,7 +147,7 @@ ZUVDR_EXPORT int isSensorEventBufferFull(void);
  */
 ZUVDR_EXPORT void Reset(void);
 
-/* Writes 3, 0, 10. */
+/* Writes the version of the library, which may be another than that of the host's header. */
 ZUVDR_EXPORT void GetAlgoVersion(AlgoVersion* version);
 
 /*

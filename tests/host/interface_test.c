@@ -82,6 +82,9 @@ int main(void) {
   AlgoVersion version = {-1, -1, -1};
   GetAlgoVersion(&version);
   CHECK(version.major == 3 && version.minor == 0 && version.patch == 10);
+#if ZUVDR_VERSION != 30010
+  CHECK(!"the header names the library's version");
+#endif
 
   Reset();
   check_start_state();
