@@ -9,7 +9,10 @@
  *   UpdateLocationbyGPSEvent(sample)
  *   GetLocation / GetCarFlag / GetPdrFlag / getAlgoLog   at any time after
  *
- * Sensor events wait inside the library until a fix with a later time stamp has been handed over.
+ * Gyroscope and accelerometer events are paired into epochs, and epochs wait inside the library for
+ * a fix. The first pair that is completed after a fix was handed over and lies at or after its time
+ * (an equal time suffices) releases them: all up to the first at or after the fix's time, provided
+ * that its predecessor waits with it and lies before.
  * No function reports errors, checks pointers, takes locks or starts threads: a host serialises its
  * calls. Times are nanoseconds of one clock shared by sensor events and fixes.
  */
@@ -99,9 +102,10 @@ enum {
 };
 
 /*
- * Hands over one sensor event. The event is filed and paired; an epoch is processed as soon as a
- * later fix time is known. Returns 0 or 1; a host need not look at it: 1 does not mean that an
- * epoch was processed, it also comes while all waiting epochs lie after the fix.
+ * Hands over one sensor event. The event is filed and paired; if it completes a pair that releases
+ * epochs (see above), they are processed in this call. Returns 0 or 1; a host need not look at it:
+ * 1 does not mean that an epoch was processed, it also comes while all waiting epochs lie more than
+ * 40 ms after the fix.
  */
 ZUVDR_EXPORT int UpdateLocationbySensorEvent(SensorData event);
 

@@ -65,7 +65,8 @@ ZUVDR_EXPORT void kffk(INS& ins, KF& kf, double dt);
 
 // time_update.cpp
 
-// X = 0, P = Phi P Phi^T + Qk; not symmetrised.
+// X = 0, P = Phi P Phi^T + Qk; not symmetrised. For hosts, like QkUpdate and KfUpdate without an
+// update: the engine runs zuvdr::time_update (kf/time_update.h), which gives the same values.
 ZUVDR_EXPORT void KfPredict(KF& kf);
 
 // process_noise.cpp

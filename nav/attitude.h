@@ -16,14 +16,15 @@
 struct INS;
 
 // q = quaternion of the rotation vector rv (rad). A vector shorter than 1e-4 rad gives a quaternion
-// whose vector part is practically zero: so small a rotation is dropped, not applied.
+// whose vector part is practically zero: so small a rotation is dropped, not applied. q must not
+// overlap rv.
 ZUVDR_EXPORT void rv2q(const double rv[3], double q[4]);
 
 // r = p (x) q, Hamilton product; r must not overlap p or q.
 ZUVDR_EXPORT void qmul(const double p[4], const double q[4], double r[4]);
 
 // ins.qnb <- ins.qnb (x) rv2q(rv), renormalised when |qnb|^2 leaves [0.999999, 1.000001]. rv is
-// overwritten with the vector part of its quaternion.
+// overwritten with the vector part of its quaternion. For hosts; the engine does not call it.
 ZUVDR_EXPORT void qupdt2(INS& ins, double rv[3]);
 
 // q <- rv2q(phi) (x) q: phi (rad) in the frame q rotates into. Not renormalised.
@@ -36,10 +37,12 @@ ZUVDR_EXPORT void attsyn(const double q[4], INS& ins);
 // The same into the mounting block: install_qnb, install_Cnb, install_att.
 ZUVDR_EXPORT void InstallAttsyn(const double q[4], INS& ins);
 
-// C from att = [pitch, roll, yaw], mode-2 sequence.
+// C from att = [pitch, roll, yaw], mode-2 sequence. For hosts.
 ZUVDR_EXPORT void a2mat(const double att[3], double C[3][3]);
 
-// R (3 x 3) from e = [yaw, pitch, roll], sequence z, x, y: the matrix of a2mat.
+// R (3 x 3) from e = [yaw, pitch, roll], sequence z, x, y: the matrix of a2mat. The second form is
+// for hosts that were built against it; an address is taken with the type that says which one is
+// meant, as in static_cast<void (*)(const double*, double*)>(euler2rot_2).
 ZUVDR_EXPORT void euler2rot_2(const double e[3], double R[9]);
 ZUVDR_EXPORT void euler2rot_2(double* e, double* R);
 
@@ -50,7 +53,7 @@ ZUVDR_EXPORT void euler2rot_3(const double e[3], double R[9]);
 ZUVDR_EXPORT void rot2qua(const double R[9], double q[4]);
 
 // Levelling quaternion with yaw 0 from one accelerometer sample (m/s^2, body frame). The second
-// argument is not read.
+// argument is not read. For hosts.
 ZUVDR_EXPORT void InitQnb(const double acc[3], double* ignored, double q[4]);
 
 // a - b for angles in (-pi, pi], wrapped when their signs differ.

@@ -63,7 +63,8 @@ ZUVDR_EXPORT void GlvInit(glvs& glv);
 ZUVDR_EXPORT void InsInit1(double* qnb, INS& ins, double* db, double* eb, double* vn, double* pos,
                            glvs& glv, int att_mode);
 
-// Mounting block from the present pitch and roll, yaw 0; install_qnb is left alone.
+// Mounting block from the present pitch and roll, yaw 0; install_qnb is left alone. For hosts; the
+// engine does not call it.
 ZUVDR_EXPORT void InstallAngleInit(INS& ins);
 
 // One mechanisation step of dt seconds. imu: gyroscope x, y, z (rad/s), accelerometer x, y, z

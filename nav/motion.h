@@ -15,5 +15,5 @@ ZUVDR_EXPORT int MP_MOVE(INS& ins);
 // more than 70 degrees out of the horizontal plane, else 1 (also for a zero vector).
 ZUVDR_EXPORT int LandscapeDetector(const double acc[3]);
 
-// (G - 1)/G with G = |acc| in units of standard gravity.
+// (G - 1)/G with G = |acc| in units of standard gravity. For hosts; the engine does not call it.
 ZUVDR_EXPORT double StaticAccBias(const double acc[3]);

@@ -15,6 +15,8 @@ ZUVDR_EXPORT void wLowPassFilter(const double in[3], double out[3]);  // gyrosco
 ZUVDR_EXPORT void aLowPassFilter(const double in[3], double out[3]);  // accelerometer
 ZUVDR_EXPORT void LPF_1Hz_order3(const double in[3], double out[3]);  // orientation test
 
+// The three that follow are for hosts: the engine uses the forms without copies below.
+
 // Sample standard deviation, n - 1 in the denominator. -0.0 when empty, NaN for one element.
 ZUVDR_EXPORT double CalStd(std::queue<double> values);
 

@@ -21,7 +21,8 @@ inline constexpr std::size_t kPedestrianHistory = 150;
 
 // The length (m) of each step at the index of its epoch, 0 at every other index and for steps that
 // could not be measured: the first one, one on the newest epoch, and those of the oldest part of
-// the history that are not the last step in it. The history is only read.
+// the history that are not the last step in it. The history is only read. For hosts; the engine
+// calls step_speed.
 ZUVDR_EXPORT std::deque<double> steplen(std::deque<double>& acc_x, std::deque<double>& acc_y,
                                         std::deque<double>& acc_z, std::deque<std::int64_t>& time,
                                         std::deque<double>& step_flags);
