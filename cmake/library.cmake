@@ -4,6 +4,7 @@ set(ZUVDR_STEP_TABLES "${PROJECT_SOURCE_DIR}/pdr/step_tables.cpp"
 
 # The product: libZuVDR. Nothing but the standard library and libm behind it.
 add_library(ZuVDR SHARED
+  engine/alignment.cpp
   engine/epoch_release.cpp
   engine/exports.cpp
   engine/gnss_epoch.cpp
@@ -12,8 +13,10 @@ add_library(ZuVDR SHARED
   engine/log_line.cpp
   engine/monitors.cpp
   engine/pedestrian.cpp
+  engine/published_position.cpp
   engine/sensor_epoch.cpp
   engine/sensor_intake.cpp
+  engine/standstill.cpp
   kf/aiding_updates.cpp
   kf/feedback.cpp
   kf/gnss_update.cpp

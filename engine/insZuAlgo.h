@@ -1,16 +1,19 @@
 // The engine: one object per process that owns every record and queue. Its members are driven by
 // the exported functions of include/ZuVDR.h and are no interface of their own.
 //
-//   sensor_intake.cpp   DataSort: filing and pairing of raw events
-//   epoch_release.cpp   GpsAlignment: the epochs that a fix lets through
-//   sensor_epoch.cpp    algo_sensor_update: one paired epoch
-//   gnss_intake.cpp     a fix and its predecessor
-//   gnss_epoch.cpp      algo_gps_update: one fix
-//   monitors.cpp        sliding-window voters
-//   pedestrian.cpp      the walker's filter and history
-//   log_line.cpp        the diagnostic text
-//   exports.cpp         the C interface
-//   insZuAlgo.cpp       creation, Reset, clear routines
+//   sensor_intake.cpp       DataSort: filing and pairing of raw events
+//   epoch_release.cpp       GpsAlignment: the epochs that a fix lets through
+//   sensor_epoch.cpp        algo_sensor_update: one paired epoch
+//   standstill.cpp          quiet windows: moving, static_long
+//   gnss_intake.cpp         a fix and its predecessor
+//   gnss_epoch.cpp          algo_gps_update: one fix, the vehicle's side
+//   alignment.cpp           the navigator levelled, its first heading and position
+//   pedestrian.cpp          the walker's side of epochs and fixes
+//   published_position.cpp  the output and its range guard
+//   monitors.cpp            sliding-window voters
+//   log_line.cpp            the diagnostic text
+//   exports.cpp             the C interface
+//   insZuAlgo.cpp           creation, Reset, clear routines
 #pragma once
 
 #include <cstddef>
@@ -187,7 +190,7 @@ class insZuAlgo {
  private:
   // Steps of algo_sensor_update.
   void detect_quiet();
-  void propagate_pedestrian(double dt);
+  void pedestrian_sensor_epoch(double* imu, double dt);
   void propagate_vehicle(double* imu, double dt);
   void initialise_navigator(double dt);
 
@@ -198,7 +201,8 @@ class insZuAlgo {
   int gnss_update();
   int dead_reckoning_epoch(int stability, int tunnel);
   int raw_output();
-  int pedestrian_gnss_epoch(double walking_speed, int vehicle_status);
+  int guard_range(int status);
+  int pedestrian_gnss_epoch(int sample, int vehicle_status);
   void initialise_pedestrian_filter();
   void publish(const double* reference, double east, double north, double up);
   void restart_pedestrian();

@@ -1,11 +1,19 @@
-// The walker's filter and history as members of the engine.
+// The walker: detection of his steps, his history, propagation and fixes, what starts and ends him.
+#include <algorithm>
+
+#include "engine/gnss_epoch.h"
 #include "engine/insZuAlgo.h"
 #include "nav/clock.h"
+#include "nav/geodesy.h"
+#include "nav/ins.h"
 #include "pdr/step_length.h"
 
 namespace {
 
 constexpr std::int64_t kPedestrianTimeout = 60000000001;  // ns: more than 60 s
+constexpr std::int32_t kStepsToStart = 11;                // in a bout, that start the propagation
+constexpr std::int32_t kStepsToInitialise = 10;           // in the bout, more than these
+constexpr double kSlowestWalk = 0.46;                     // m/s
 
 }  // namespace
 
@@ -56,4 +64,61 @@ void insZuAlgo::PdrDataSort(double* sample, long t, int step) {
   pdr_step_flags.push_back(step);
   pdr_window_len = static_cast<std::int64_t>(pdr_time.size());
   if (step != 0) last_step_time_ns = t;
+}
+
+void insZuAlgo::pedestrian_sensor_epoch(double* imu, double dt) {
+  const std::int64_t t = cur_epoch.time_ns;
+  sns_oem_step_detector_StateMachine(static_cast<unsigned long long>(t), cur_epoch.acc,
+                                     cur_epoch.gyr, &step_detector);
+  PdrDataSort(imu, t, step_detector.step_flag);
+  if (!PdrStatus(t)) {
+    restart_pedestrian();
+    pdr_flag = 0;
+  }
+  if (pdr_started == 0) {
+    if (step_detector.bout_step_count >= kStepsToStart) pdr_started = 1;
+  } else if (pdr_ready != 0) {
+    PdrUpdate(dt);
+    PdrKfPredit(pdr_kf, dt);
+  }
+}
+
+int insZuAlgo::pedestrian_gnss_epoch(int sample, int vehicle_status) {
+  const int stability = PdrStability(sample);
+  if (stability == 0 || gps_fix.speed > zuvdr::kVehicleSpeed || gps_fix.speed < kSlowestWalk) {
+    restart_pedestrian();
+  }
+  int history_length = static_cast<int>(pdr_window_len);
+  double gnss_speed = gps_fix.speed;
+  const double walking_speed = step_speed(pdr_acc_x, pdr_acc_y, pdr_acc_z, pdr_time, pdr_step_flags,
+                                          history_length, gnss_speed);
+  if (pdr_started == 0) return vehicle_status;
+  if (pdr_ready == 0) {
+    if (ins_init_enable == 1 && step_detector.bout_step_count > kStepsToInitialise) {
+      initialise_pedestrian_filter();
+    }
+    return vehicle_status;
+  }
+  PseudoSpeedUpdate(pdr_kf, walking_speed);
+  double enu[3];
+  G2M(pdr_origin, gps_pos, glv, enu);
+  // No gate: a fix that failed the quality test is used with whatever accuracies it has.
+  PdrGpsUpdate(pdr_kf, gps_fix, enu);
+  publish(pdr_origin, pdr_east, pdr_north, pdr_height);
+  return zuvdr::kUpdated;
+}
+
+void insZuAlgo::initialise_pedestrian_filter() {
+  pdr_ready = 1;
+  PdrInit(gps_fix);
+  PdrKfInit(pdr_kf);
+  std::copy_n(gps_pos, 3, pdr_origin);
+  GlvInit(glv);
+  pdr_flag = 1;
+}
+
+void insZuAlgo::restart_pedestrian() {
+  pdr_started = 0;
+  PdrClear();
+  step_detector.bout_step_count = 0;
 }
