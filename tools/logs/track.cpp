@@ -21,6 +21,7 @@
 #include <variant>
 
 #include "ZuVDR.h"
+#include "tools/logs/colours.h"
 #include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
@@ -178,14 +179,12 @@ class GeoJsonTrackWriter : public TrackWriter {
   GeoJsonTrackWriter& operator=(const GeoJsonTrackWriter&) = delete;
 
   void write(const TrackRow& row) override {
-    constexpr std::array kStatusColour{"#7f7f7f", "#2ca02c", "#ff7f0e", "#d62728"};
     Json properties;
     for (const Column& column : kColumns) {
       visit_value(row, column, [&](auto value) { properties[column.name] = value; });
     }
-    const auto status = static_cast<std::size_t>(row.status);
     properties["marker-size"] = "small";
-    properties["marker-color"] = kStatusColour[status < kStatusColour.size() ? status : 0];
+    properties["marker-color"] = status_colour(row.status);
 
     Json geometry;  // null: a feature without a place
     if (const auto place = position(row.longitude, row.latitude)) {
@@ -204,9 +203,9 @@ class GeoJsonTrackWriter : public TrackWriter {
 
   void close() override {
     if (std::exchange(closed_, true)) return;
-    put_line("truth", "#000000", truth_);
-    put_line("fixes", "#1f77b4", fixes_);
-    put_line("fused", "#2ca02c", fused_);
+    put_line("truth", kTruthColour, truth_);
+    put_line("fixes", kFixColour, fixes_);
+    put_line("fused", kTrackColours[0], fused_);
     sink_.put("\n]}\n");
   }
 
