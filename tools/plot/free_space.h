@@ -21,17 +21,21 @@ struct Box {
 
 class FreeSpace {
  public:
-  // `drawn` are points on everything that should stay visible.
-  FreeSpace(const Box& area, std::vector<Pixel> drawn);
+  explicit FreeSpace(const Box& area) : area_(area) {}
 
-  // Takes the least crowded place for a box close to `at`.
-  Box take_beside(const Pixel& at, double width, double height);
+  // Something drawn from `from` to `to` that should stay visible.
+  void avoid(Pixel from, Pixel to);
+  void avoid_outline(const Box& box);
+
+  // Takes a box close to `at`, where it covers little of what is drawn; none when all are taken.
+  std::optional<Box> take_beside(const Pixel& at, double width, double height);
 
   // Takes an empty corner of the area, or none.
   std::optional<Box> take_corner(double width, double height, double margin);
 
  private:
-  std::size_t crowding(const Box& box) const;
+  // How many points of what is drawn; none where the box cannot be.
+  std::optional<std::size_t> covered_by(const Box& box) const;
 
   Box area_;
   std::vector<Pixel> drawn_;

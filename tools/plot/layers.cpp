@@ -7,6 +7,7 @@
 #include <iterator>
 #include <utility>
 
+#include "tools/logs/colours.h"
 #include "tools/logs/time_difference.h"
 
 namespace zuvdr::tools {
@@ -17,13 +18,12 @@ constexpr double kLongestStep = 10.0;  // s; rows further apart are not joined b
 // Thinning starts unnoticeably fine and becomes coarser until the picture is small enough.
 constexpr double kLineTolerance = 0.15;
 constexpr double kDotCell = 1.5;
+constexpr double kCoarsest = 6.0;           // times both
 constexpr std::size_t kMostPoints = 16000;  // about 13 bytes each
 
 constexpr std::array<const char*, 4> kStatusNames{"raw fix, or not yet converged",
                                                   "corrected by GNSS", "dead-reckoned",
                                                   "dead-reckoned, 30 s or more"};
-constexpr std::array<const char*, 6> kTrackColours{"#1a6fdf", "#d9480f", "#7048e8",
-                                                   "#0b7285", "#c2255c", "#5c940d"};
 
 // The way of `position` over the steps i-1 to i that `wanted` picks; unbroken runs become one line.
 template <typename Position, typename Wanted>
@@ -34,14 +34,14 @@ Lines lines_of(const std::vector<TrackRow>& rows, const MapView& view, Position 
   for (std::size_t i = 1; i < rows.size(); ++i) {
     const Place from = position(rows[i - 1]);
     const Place to = position(rows[i]);
-    if (!wanted(i) || !is_finite(from) || !is_finite(to) ||
+    if (!wanted(i) || !on_earth(from) || !on_earth(to) ||
         !(seconds_between(rows[i - 1].time_ns, rows[i].time_ns) <= kLongestStep)) {
       joined = false;
       continue;
     }
     const Pixel start = view.to_pixel(from);
     const Pixel end = view.to_pixel(to);
-    if (!view.contains(start) && !view.contains(end)) {
+    if (!view.may_contain(start, end)) {
       joined = false;
       continue;
     }
@@ -56,7 +56,7 @@ template <typename Wanted>
 Lines dots_of(const std::vector<TrackRow>& rows, const MapView& view, Wanted wanted) {
   Lines dots(1);
   for (const TrackRow& row : rows) {
-    if (!wanted(row) || !is_finite(fix_place(row))) continue;
+    if (!wanted(row) || !on_earth(fix_place(row))) continue;
     const Pixel pixel = view.to_pixel(fix_place(row));
     if (view.contains(pixel)) dots.front().push_back(pixel);
   }
@@ -73,19 +73,18 @@ bool is_empty(const Layer& layer) {
                      [](const std::vector<Pixel>& line) { return line.empty(); });
 }
 
-void thin(std::vector<Layer>& layers) {
-  double coarseness = 1.0;
-  for (;;) {
+std::vector<Layer> thinned(const std::vector<Layer>& layers) {
+  for (double coarseness = 1.0;; coarseness = std::min(1.5 * coarseness, kCoarsest)) {
+    std::vector<Layer> result = layers;
     std::size_t points = 0;
-    for (Layer& layer : layers) {
+    for (Layer& layer : result) {
       for (std::vector<Pixel>& line : layer.lines) {
         line = layer.dots ? thin_dots(line, kDotCell * coarseness)
                           : thin_line(line, kLineTolerance * coarseness);
         points += line.size();
       }
     }
-    if (points <= kMostPoints || coarseness > 1e3) return;
-    coarseness *= 1.5;
+    if (points <= kMostPoints || coarseness >= kCoarsest) return result;
   }
 }
 
@@ -128,15 +127,16 @@ std::vector<Layer> layers_of(const std::vector<NamedTrack>& tracks, const MapVie
     }
   } else {
     for (std::size_t i = 0; i < tracks.size(); ++i) {
+      std::string style = fmt::format("stroke: {}", kTrackColours[i % kTrackColours.size()]);
+      const std::size_t round = i / kTrackColours.size();
+      if (round > 0) style += fmt::format("; stroke-dasharray: {} 5", 5 * round);
       layers.push_back(
-          {"fused", fmt::format("stroke: {}", kTrackColours[i % kTrackColours.size()]),
-           tracks[i].name, false,
+          {"fused", style, tracks[i].name, false,
            lines_of(tracks[i].rows, view, fused_place, [](std::size_t) { return true; })});
     }
   }
   layers.erase(std::remove_if(layers.begin(), layers.end(), is_empty), layers.end());
-  thin(layers);
-  return layers;
+  return thinned(layers);
 }
 
 }  // namespace zuvdr::tools

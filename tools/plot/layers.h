@@ -36,8 +36,9 @@ struct Layer {
   Lines lines;  // of dots: a single list
 };
 
-// Everything in view, lowest first, thinned to some 200 kB; layers in which nothing occurs are left
-// out. One track has a fused layer for each status, several have one each.
+// Everything in view, lowest first, thinned towards 200 kB though no line by as much as a pixel;
+// layers in which nothing occurs are left out. One track has a fused layer for each status, several
+// have one each.
 std::vector<Layer> layers_of(const std::vector<NamedTrack>& tracks, const MapView& view);
 
 }  // namespace zuvdr::tools

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <set>
 #include <stdexcept>
@@ -12,10 +13,21 @@
 namespace zuvdr::tools {
 namespace {
 
-constexpr double kSmallestExtent = 20.0;  // m, so that a standstill does not fill the map
+constexpr double kSmallestExtent = 10.0;  // m, so that a standstill does not fill the map
+constexpr double kEarthRadius = 6.4e6;    // m
+constexpr double kFarthest = 1e6;         // pixels from the middle
 
-}  // namespace
+constexpr std::size_t kFewestToJudge = 10;
+constexpr double kOutlierDistance = 5.0;  // times that of the farthest other position
+constexpr double kSmallestRadius = 20.0;  // m
 
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+// From p to the nearest point of the segment between a and b, pixels.
 double distance_to_segment(const Pixel& p, const Pixel& a, const Pixel& b) {
   const double dx = b.x - a.x;
   const double dy = b.y - a.y;
@@ -27,10 +39,51 @@ double distance_to_segment(const Pixel& p, const Pixel& a, const Pixel& b) {
   return std::hypot(p.x - a.x - along * dx, p.y - a.y - along * dy);
 }
 
+}  // namespace
+
+bool on_earth(const Place& place) {
+  return is_finite(place) && std::abs(place.latitude) <= 90.0;
+}
+
+std::vector<Place> without_outliers(const std::vector<Place>& positions) {
+  std::vector<Place> good;
+  std::copy_if(positions.begin(), positions.end(), std::back_inserter(good), on_earth);
+  if (good.size() < kFewestToJudge) return good;
+  std::vector<double> latitudes;
+  std::vector<double> longitudes;  // from the first, the short way round
+  for (const Place& place : good) {
+    latitudes.push_back(place.latitude);
+    longitudes.push_back(std::remainder(place.longitude - good.front().longitude, 360.0));
+  }
+  const GeographicLib::LocalCartesian frame(median(std::move(latitudes)),
+                                            good.front().longitude + median(std::move(longitudes)));
+  std::vector<double> distances;
+  for (const Place& place : good) {
+    double east = 0.0;
+    double north = 0.0;
+    double up = 0.0;
+    frame.Forward(place.latitude, place.longitude, 0.0, east, north, up);
+    distances.push_back(std::hypot(east, north, up));
+  }
+  std::vector<double> sorted = distances;
+  std::sort(sorted.begin(), sorted.end());
+  for (std::size_t i = good.size() - std::max<std::size_t>(good.size() / 20, 1); i < good.size();
+       ++i) {
+    const double farthest = sorted[i - 1];
+    if (sorted[i] <= kOutlierDistance * std::max(farthest, kSmallestRadius)) continue;
+    std::vector<Place> near;
+    for (std::size_t k = 0; k < good.size(); ++k) {
+      if (distances[k] <= farthest) near.push_back(good[k]);
+    }
+    return near;
+  }
+  return good;
+}
+
 MapView::MapView(const std::vector<Place>& positions, double left, double top, double width,
                  double least_height, double largest_height, double margin)
     : left_(left), width_(width), top_(top) {
-  const auto first = std::find_if(positions.begin(), positions.end(), is_finite);
+  const auto first = std::find_if(positions.begin(), positions.end(), on_earth);
   if (first == positions.end()) throw std::invalid_argument("no position to show");
   frame_.Reset(first->latitude, first->longitude);
 
@@ -40,7 +93,7 @@ MapView::MapView(const std::vector<Place>& positions, double left, double top, d
   double east = -kInfinity;
   double north = -kInfinity;
   for (const Place& position : positions) {
-    if (!is_finite(position)) continue;
+    if (!on_earth(position)) continue;
     double x = 0.0;
     double y = 0.0;
     double z = 0.0;
@@ -67,8 +120,11 @@ Pixel MapView::to_pixel(const Place& position) const {
   double north = 0.0;
   double up = 0.0;
   frame_.Forward(position.latitude, position.longitude, 0.0, east, north, up);
-  return {left_ + 0.5 * width_ + (east - middle_east_) / metres_per_pixel_,
-          top_ + 0.5 * height_ - (north - middle_north_) / metres_per_pixel_};
+  if (up < -kEarthRadius) return {left_ - kFarthest, top_};  // the other side of the earth
+  const double right = (east - middle_east_) / metres_per_pixel_;
+  const double down = (middle_north_ - north) / metres_per_pixel_;
+  const double shrink = kFarthest / std::max({kFarthest, std::abs(right), std::abs(down)});
+  return {left_ + 0.5 * width_ + shrink * right, top_ + 0.5 * height_ + shrink * down};
 }
 
 Place MapView::middle() const {
@@ -81,6 +137,11 @@ Place MapView::middle() const {
 bool MapView::contains(const Pixel& pixel) const {
   return pixel.x >= left_ && pixel.x <= left_ + width_ && pixel.y >= top_ &&
          pixel.y <= top_ + height_;
+}
+
+bool MapView::may_contain(const Pixel& a, const Pixel& b) const {
+  return std::max(a.x, b.x) >= left_ && std::min(a.x, b.x) <= left_ + width_ &&
+         std::max(a.y, b.y) >= top_ && std::min(a.y, b.y) <= top_ + height_;
 }
 
 std::vector<Pixel> thin_line(const std::vector<Pixel>& line, double tolerance) {

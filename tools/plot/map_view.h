@@ -13,22 +13,29 @@ struct Pixel {
   double y;  // down
 };
 
-// From p to the nearest point of the segment between a and b, pixels.
-double distance_to_segment(const Pixel& p, const Pixel& a, const Pixel& b);
+// Finite, and a latitude that exists.
+bool on_earth(const Place& place);
+
+// The positions on earth without the few, at most one in twenty, that lie several times farther out
+// than all others.
+std::vector<Place> without_outliers(const std::vector<Place>& positions);
 
 // A map in local metres, north up, the same scale in both directions.
 class MapView {
  public:
   // The largest scale that shows all positions on a map `width` pixels wide and between
   // `least_height` and `largest_height` high, with `margin` pixels free on every side; left and top
-  // are the corner of the map. Positions that are not finite do not count. Throws
+  // are the corner of the map. Positions that are not on earth do not count. Throws
   // std::invalid_argument when none is left.
   MapView(const std::vector<Place>& positions, double left, double top, double width,
           double least_height, double largest_height, double margin);
 
+  // No farther from the map than drawing programs can count; NaN for a place that is not on earth.
   Pixel to_pixel(const Place& position) const;
   Place middle() const;
   bool contains(const Pixel& pixel) const;
+  // Whether a part of the line between them can be on the map.
+  bool may_contain(const Pixel& a, const Pixel& b) const;
   double metres_per_pixel() const { return metres_per_pixel_; }
   double left() const { return left_; }
   double width() const { return width_; }

@@ -12,10 +12,12 @@
 #include <optional>
 #include <utility>
 
+#include "tools/logs/colours.h"
 #include "tools/logs/time_difference.h"
 #include "tools/plot/free_space.h"
 #include "tools/plot/layers.h"
 #include "tools/plot/map_view.h"
+#include "tools/plot/text.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -29,19 +31,24 @@ constexpr double kMargin = 48.0;
 constexpr double kInsetWidth = 300.0;
 constexpr double kInsetHeight = 220.0;
 constexpr double kInsetMargin = 20.0;
+constexpr double kInsetAround = 70.0;  // about the two positions that it compares
+constexpr double kInsetTitle = 28.0;   // height of the strip above its map
 constexpr double kTextHeight = 18.0;
 constexpr double kEdge = 20.0;        // text and legend to the edge of the picture
 constexpr double kLegendLine = 24.0;  // from one line of the legend to the next
 constexpr double kLegendSample = 24.0;
-constexpr double kCharacter = 6.0;  // mean width at 13 px, rather too wide
+constexpr double kFontSize = 13.0;
+constexpr double kTitleSize = 19.0;
+constexpr double kBold = 1.15;  // times the width of plain text
 constexpr double kLongestScaleBar = 150.0;
 
 constexpr double kShortestLabelled = 5.0;  // s; stretches without fixes that get a label
 constexpr std::size_t kMostLabels = 6;
+constexpr double kLongestBare = 15.0;  // pixels from a point to its label without a line
 
 // The inset enlarges what the scale of a long trip hides: how raw fixes, truth and output differ.
-constexpr double kInsetWorthwhile = 1.0;  // m per pixel of the map
-constexpr double kInsetDuration = 12.0;   // s
+constexpr double kInsetWorthwhile = 1.0;   // m per pixel of the map
+constexpr double kInsetEnlargement = 3.0;  // at least
 
 constexpr const char* kStyle = R"(
 text { font: 13px "Helvetica Neue", Helvetica, Arial, "Liberation Sans", sans-serif; fill: #3c4043 }
@@ -53,37 +60,30 @@ path { fill: none; stroke-linecap: round; stroke-linejoin: round }
 .map { fill: #f6f7f9 }
 .inset { fill: #ffffff; stroke: #bdc1c6 }
 .outage { stroke: #ead9b4; stroke-width: 16px; stroke-linecap: butt }
-.truth { stroke: #a5d6a0; stroke-width: 6px }
-.fix { stroke: #3c4043; stroke-width: 2.2px }
+.truth { stroke-width: 6px }
+.fix { stroke-width: 2.2px }
 .refused { stroke: #c039b0; stroke-width: 2.8px }
 .fused { stroke-width: 2.2px }
-.status0 { stroke: #8d949b }
-.status1 { stroke: #1a6fdf }
-.status2 { stroke: #f08c00 }
-.status3 { stroke: #d9302a }
 .frame { fill: none; stroke: #5f6368 }
+.plate { fill: #ffffff; fill-opacity: 0.8 }
+.leader { stroke: #5f6368; stroke-width: 1px }
 .ink { fill: #202124; stroke: #ffffff; stroke-width: 1.5px }
 .rule { stroke: #3c4043; stroke-width: 1.5px; stroke-linecap: butt; stroke-linejoin: miter }
+.worst { stroke: #202124; stroke-width: 1.8px; stroke-dasharray: 4 3; stroke-linecap: butt }
+.lost { fill: #ffffff; stroke: #202124 }
 )";
 
-std::string escaped(const std::string& text) {
-  std::string result;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        result += "&amp;";
-        break;
-      case '<':
-        result += "&lt;";
-        break;
-      case '>':
-        result += "&gt;";
-        break;
-      default:
-        result += c;
-    }
+std::string style_sheet() {
+  std::string style = kStyle;
+  const auto add = [&](const std::string& css_class, const char* colour) {
+    style += fmt::format(".{} {{ stroke: {} }}\n", css_class, colour);
+  };
+  add("truth", kTruthColour);
+  add("fix", kFixColour);
+  for (std::size_t i = 0; i < kStatusColours.size(); ++i) {
+    add(fmt::format("status{}", i), kStatusColours[i]);
   }
-  return result;
+  return style;
 }
 
 void write_text(std::string& svg, const Pixel& at, const std::string& css_class,
@@ -107,37 +107,63 @@ void write_path(std::string& svg, const Layer& layer, const Lines& lines) {
   svg += "\"/>\n";
 }
 
-std::string duration_text(double seconds) {
-  const long whole = std::lround(seconds);
-  if (whole < 120) return fmt::format("{} s", whole);
-  return fmt::format("{} min {} s", whole / 60, whole % 60);
-}
-
-std::string length_text(double metres) {
-  return metres < 1000.0 ? fmt::format("{:.4g} m", metres) : fmt::format("{:.3g} km", metres / 1e3);
-}
-
-// "8 min 10 s, 7.1 km driven, 75 s of it without fixes"
-std::string caption_of(const std::vector<TrackRow>& rows) {
+// "8 min 10 s, 7.1 km, 75 s without fixes". A position beside the map is no way.
+std::string caption_of(const std::vector<TrackRow>& rows, const MapView& view) {
   std::string caption = duration_text(seconds_between(rows.front().time_ns, rows.back().time_ns));
   double way = 0.0;
-  for (std::size_t i = 1; i < rows.size(); ++i) {
-    const Place from = truth_place(rows[i - 1]);
-    const Place to = truth_place(rows[i]);
-    if (is_finite(from) && is_finite(to)) way += distance(from, to);
+  std::optional<Place> from;
+  for (const TrackRow& row : rows) {
+    const Place to = truth_place(row);
+    if (is_finite(to) && !view.contains(view.to_pixel(to))) continue;
+    if (from && is_finite(to)) way += distance(*from, to);
+    from = is_finite(to) ? std::optional(to) : std::nullopt;
   }
   if (way > 0.0) caption += fmt::format(", {}", length_text(way));
   double missing = 0.0;
   for (const Stretch& stretch : stretches_without_fixes(rows)) {
     missing += seconds_between(rows[stretch.first].time_ns, rows[stretch.last].time_ns);
   }
-  if (missing > 0.0) caption += fmt::format(", {} of it without fixes", duration_text(missing));
+  if (missing > 0.0) caption += fmt::format(", {} without fixes", duration_text(missing));
   return caption;
 }
 
+// "3 positions lie outside the map", of what would be drawn; empty when there are none.
+std::string note_on_outliers(const std::vector<NamedTrack>& tracks, const MapView& view) {
+  const auto outside = [&](const Place& place) {
+    return is_finite(place) && !view.contains(view.to_pixel(place)) ? 1 : 0;
+  };
+  int count = 0;
+  for (const NamedTrack& track : tracks) {
+    for (const TrackRow& row : track.rows) {
+      count += outside(fused_place(row)) + outside(truth_place(row));
+      if (row.sample == 0) count += outside(fix_place(row));
+    }
+  }
+  if (count == 0) return "";
+  return count == 1 ? "1 position lies outside the map"
+                    : fmt::format("{} positions lie outside the map", count);
+}
+
+// Beside the point, with a line to it where the nearest room is farther off.
 void write_label(std::string& svg, FreeSpace& space, const Pixel& at, const std::string& text) {
-  const Box box = space.take_beside(at, kCharacter * static_cast<double>(text.size()), kTextHeight);
-  write_text(svg, {box.left + 0.5 * box.width, box.top + 13.0}, "halo", text, "middle");
+  const std::optional<Box> box = space.take_beside(at, text_width(text, kFontSize), kTextHeight);
+  if (!box) return;
+  const double right = box->left + box->width;
+  const Pixel near{std::clamp(at.x, box->left, right),
+                   std::clamp(at.y, box->top, box->top + box->height)};
+  if (std::hypot(near.x - at.x, near.y - at.y) > kLongestBare) {
+    svg += fmt::format("<path class=\"leader\" d=\"M{:.1f} {:.1f}L{:.1f} {:.1f}\"/>\n", at.x, at.y,
+                       near.x, near.y);
+    space.avoid(at, near);
+  }
+  const double baseline = box->top + 13.0;
+  if (at.x <= box->left) {
+    write_text(svg, {box->left, baseline}, "halo", text);
+  } else if (at.x >= right) {
+    write_text(svg, {right, baseline}, "halo", text, "end");
+  } else {
+    write_text(svg, {box->left + 0.5 * box->width, baseline}, "halo", text, "middle");
+  }
 }
 
 // The stretches without fixes that are long enough for a label, longest first.
@@ -159,7 +185,7 @@ void write_stretch_labels(std::string& svg, const std::vector<TrackRow>& rows, c
                           FreeSpace& space) {
   for (const Stretch& stretch : notable_stretches(rows)) {
     const Place middle = way_place(rows[(stretch.first + stretch.last) / 2]);
-    if (!is_finite(middle)) continue;
+    if (!view.contains(view.to_pixel(middle))) continue;
     const TrackRow& end = rows[stretch.last];
     std::string text =
         duration_text(seconds_between(rows[stretch.first].time_ns, end.time_ns)) + " without fixes";
@@ -171,22 +197,38 @@ void write_stretch_labels(std::string& svg, const std::vector<TrackRow>& rows, c
   }
 }
 
+// A track that has no position at an end shows where it was found first or lost, and when.
 void write_ends(std::string& svg, const std::vector<TrackRow>& rows, const MapView& view,
                 FreeSpace& space) {
-  const auto shown = [](const TrackRow& row) { return is_finite(fused_place(row)); };
+  const auto shown = [](const TrackRow& row) { return on_earth(fused_place(row)); };
   const auto first = std::find_if(rows.begin(), rows.end(), shown);
-  const auto last = std::find_if(rows.rbegin(), rows.rend(), shown);
   if (first == rows.end()) return;
+  const TrackRow& last = *std::find_if(rows.rbegin(), rows.rend(), shown);
+  const bool found_late = first != rows.begin();
+  const bool lost = &last != &rows.back();
   const Pixel start = view.to_pixel(fused_place(*first));
-  const Pixel end = view.to_pixel(fused_place(*last));
-  const bool together = std::hypot(end.x - start.x, end.y - start.y) < 14.0;
-  svg += fmt::format(
-      "<rect class=\"ink end\" x=\"{:.1f}\" y=\"{:.1f}\" width=\"10\" height=\"10\"/>\n",
-      end.x - 5.0, end.y - 5.0);
-  svg += fmt::format("<circle class=\"ink start\" cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"5.5\"/>\n",
-                     start.x, start.y);
-  write_label(svg, space, start, together ? "start and end" : "start");
-  if (!together) write_label(svg, space, end, "end");
+  const Pixel end = view.to_pixel(fused_place(last));
+  const bool together = !found_late && !lost && std::hypot(end.x - start.x, end.y - start.y) < 14.0;
+  if (view.contains(end)) {
+    svg += fmt::format(
+        "<rect class=\"ink {}\" x=\"{:.1f}\" y=\"{:.1f}\" width=\"10\" height=\"10\"/>\n",
+        lost ? "lost" : "end", end.x - 5.0, end.y - 5.0);
+  }
+  if (view.contains(start)) {
+    svg += fmt::format("<circle class=\"ink start\" cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"5.5\"/>\n",
+                       start.x, start.y);
+    const std::string since =
+        duration_text(seconds_between(rows.front().time_ns, first->time_ns)) + " after the start";
+    write_label(svg, space, start,
+                together     ? "start and end"
+                : found_late ? "first position, " + since
+                             : "start");
+  }
+  if (view.contains(end) && !together) {
+    const std::string until =
+        duration_text(seconds_between(last.time_ns, rows.back().time_ns)) + " before the end";
+    write_label(svg, space, end, lost ? "last position, " + until : "end");
+  }
 }
 
 void write_scale_bar(std::string& svg, const MapView& view, const Pixel& right_end,
@@ -199,91 +241,123 @@ void write_scale_bar(std::string& svg, const MapView& view, const Pixel& right_e
              "middle");
 }
 
+std::string corners(const Box& box) {
+  return fmt::format("x=\"{:.1f}\" y=\"{:.1f}\" width=\"{:.1f}\" height=\"{:.1f}\"", box.left,
+                     box.top, box.width, box.height);
+}
+
 // Everything on the map but its labels, cut off at its edges.
-void write_map(std::string& svg, const std::vector<NamedTrack>& tracks, const MapView& view,
+void write_map(std::string& svg, const std::vector<Layer>& layers, const MapView& view,
                const std::string& css_class) {
-  const std::vector<Layer> layers = layers_of(tracks, view);
-  const std::string box =
-      fmt::format("x=\"{:.1f}\" y=\"{:.1f}\" width=\"{:.1f}\" height=\"{:.1f}\"", view.left(),
-                  view.top(), view.width(), view.height());
+  const std::string box = corners({view.left(), view.top(), view.width(), view.height()});
   svg += fmt::format("<rect class=\"{}\" {}/>\n<svg {} viewBox=\"{:.1f} {:.1f} {:.1f} {:.1f}\">\n",
                      css_class, box, box, view.left(), view.top(), view.width(), view.height());
   for (const Layer& layer : layers) write_path(svg, layer, layer.lines);
   svg += "</svg>\n";
 }
 
-// How far the raw fix of a row lies from the true way around its time, pixels; 0 when unknown. The
-// truth of a row is up to one fix interval older than its fix, hence the way and not the point.
-// Where the output is the raw fix there is nothing to compare.
-double off_the_way(const std::vector<TrackRow>& rows, std::size_t i, const MapView& view) {
-  if (rows[i].sample != 0 || rows[i].status == 0 || !is_finite(fix_place(rows[i]))) return 0.0;
-  const Pixel fix = view.to_pixel(fix_place(rows[i]));
-  double nearest = std::numeric_limits<double>::infinity();
-  for (std::size_t k = std::max<std::size_t>(i, 1); k < std::min(i + 3, rows.size()); ++k) {
-    const Place from = truth_place(rows[k - 1]);
-    const Place to = truth_place(rows[k]);
-    if (!is_finite(from) || !is_finite(to)) return 0.0;
-    nearest = std::min(nearest, distance_to_segment(fix, view.to_pixel(from), view.to_pixel(to)));
-  }
-  return std::isfinite(nearest) ? nearest : 0.0;
+// A row whose fused position and truth are both on the map.
+bool is_comparable(const TrackRow& row, const MapView& view) {
+  return view.contains(view.to_pixel(fused_place(row))) &&
+         view.contains(view.to_pixel(truth_place(row)));
 }
 
-// The stretch of the inset's duration with the worst raw fixes; none without truth.
-std::optional<Stretch> worst_fixes(const std::vector<TrackRow>& rows, const MapView& view) {
-  std::optional<Stretch> worst;
-  double largest = 0.0;
-  double sum = 0.0;
-  for (std::size_t first = 0, last = 0; last < rows.size(); ++last) {
-    sum += off_the_way(rows, last, view);
-    for (; seconds_between(rows[first].time_ns, rows[last].time_ns) > kInsetDuration; ++first) {
-      sum -= off_the_way(rows, first, view);
-    }
-    if (sum > largest) {
-      largest = sum;
-      worst = Stretch{first, last};
+// Where the output is not yet fused there is nothing to compare.
+bool has_error(const TrackRow& row) {
+  return row.status != 0 && is_finite(fused_place(row)) && is_finite(truth_place(row));
+}
+
+double error_of(const TrackRow& row) {
+  return distance(fused_place(row), truth_place(row));
+}
+
+// None when no row is off.
+const TrackRow* farthest_from_truth(const std::vector<TrackRow>& rows, const MapView& view) {
+  const TrackRow* farthest = nullptr;
+  for (const TrackRow& row : rows) {
+    if (has_error(row) && is_comparable(row, view) &&
+        error_of(row) > (farthest != nullptr ? error_of(*farthest) : 0.0)) {
+      farthest = &row;
     }
   }
-  return worst;
+  return farthest;
 }
 
-void write_inset(std::string& svg, const NamedTrack& track, const MapView& view, FreeSpace& space) {
-  if (view.metres_per_pixel() < kInsetWorthwhile) return;
-  const std::optional<Stretch> shown = worst_fixes(track.rows, view);
-  if (!shown) return;
-  const std::optional<Box> box = space.take_corner(kInsetWidth, kInsetHeight, kInsetMargin);
-  if (!box) return;
-  std::vector<Place> positions;
-  for (std::size_t i = shown->first; i <= shown->last; ++i) {
-    positions.insert(positions.end(), {fused_place(track.rows[i]), truth_place(track.rows[i])});
-    if (track.rows[i].sample == 0) positions.push_back(fix_place(track.rows[i]));
+// An enlarged part of the map.
+struct Inset {
+  Place fused;
+  Place truth;
+  std::string title;
+  double width;
+  Box frame;  // the part
+
+  MapView view_at(double left, double top) const {
+    return {{fused, truth}, left, top, width, kInsetHeight, kInsetHeight, kInsetAround};
   }
-  const MapView inset(positions, box->left, box->top, box->width, box->height, box->height, 30.0);
-  // The part of the map that the inset enlarges.
-  const double scale = inset.metres_per_pixel() / view.metres_per_pixel();
-  const Pixel middle = view.to_pixel(inset.middle());
-  svg += fmt::format(
-      "<rect class=\"frame\" x=\"{:.1f}\" y=\"{:.1f}\" width=\"{:.1f}\" height=\"{:.1f}\"/>\n",
-      middle.x - 0.5 * scale * box->width, middle.y - 0.5 * scale * box->height, scale * box->width,
-      scale * box->height);
-  write_map(svg, {track}, inset, "inset");
-  write_text(svg, {box->left + 10.0, box->top + 19.0}, "halo", "where the raw fixes are worst");
-  write_scale_bar(svg, inset, {box->left + box->width - 12.0, box->top + box->height - 10.0}, 80.0);
+};
+
+// Around the place where the fused track is farthest from the truth.
+std::optional<Inset> inset_of(const std::vector<TrackRow>& rows, const MapView& view) {
+  const TrackRow* const worst = farthest_from_truth(rows, view);
+  if (worst == nullptr || view.metres_per_pixel() < kInsetWorthwhile) return std::nullopt;
+  const bool all_on_map = std::all_of(rows.begin(), rows.end(), [&](const TrackRow& row) {
+    return !has_error(row) || is_comparable(row, view);
+  });
+  Inset inset{fused_place(*worst),
+              truth_place(*worst),
+              fmt::format("fused track farthest from truth{}: {:.1f} m",
+                          all_on_map ? "" : " on the map", error_of(*worst)),
+              kInsetWidth,
+              {}};
+  inset.width = std::max(kInsetWidth, text_width(inset.title, kFontSize) + 20.0);
+  const MapView part = inset.view_at(0.0, 0.0);
+  const double scale = part.metres_per_pixel() / view.metres_per_pixel();
+  if (scale * kInsetEnlargement > 1.0) return std::nullopt;
+  const Pixel middle = view.to_pixel(part.middle());
+  const double width = scale * inset.width;
+  const double height = scale * kInsetHeight;
+  inset.frame = {middle.x - 0.5 * width, middle.y - 0.5 * height, width, height};
+  return inset;
 }
 
-// The legend flows in lines from the left; returns the y below it.
+bool write_inset(std::string& svg, const Inset& inset, const NamedTrack& track, FreeSpace& space) {
+  const std::optional<Box> box =
+      space.take_corner(inset.width, kInsetTitle + kInsetHeight, kInsetMargin);
+  if (!box) return false;
+  svg += fmt::format("<rect class=\"frame\" {}/>\n<rect class=\"inset\" {}/>\n",
+                     corners(inset.frame), corners(*box));
+  write_text(svg, {box->left + 10.0, box->top + 19.0}, "", inset.title);
+  const MapView view = inset.view_at(box->left, box->top + kInsetTitle);
+  write_map(svg, layers_of({track}, view), view, "inset");
+  const Pixel fused = view.to_pixel(inset.fused);
+  const Pixel truth = view.to_pixel(inset.truth);
+  svg += fmt::format("<path class=\"worst\" d=\"M{:.1f} {:.1f}L{:.1f} {:.1f}\"/>\n", fused.x,
+                     fused.y, truth.x, truth.y);
+  const Pixel corner{box->left + box->width, box->top + box->height};
+  svg += fmt::format("<rect class=\"plate\" {}/>\n",
+                     corners({corner.x - 105.0, corner.y - 38.0, 100.0, 33.0}));
+  write_scale_bar(svg, view, {corner.x - 15.0, corner.y - 10.0}, 80.0);
+  return true;
+}
+
+// The legend flows in lines from the left, the first as far as the scale bar; returns the y below.
 double write_legend(std::string& svg, const std::vector<Layer>& layers, double top) {
-  const double right = kWidth - kEdge - kLongestScaleBar - 2.0 * kEdge;
+  double right = kWidth - kEdge - kLongestScaleBar - 2.0 * kEdge;
   Pixel at{kEdge, top + 0.5 * kLegendLine};
   for (const Layer& layer : layers) {
-    const double width =
-        kLegendSample + 8.0 + kCharacter * static_cast<double>(layer.legend.size());
-    if (at.x > kEdge && at.x + width > right) at = {kEdge, at.y + kLegendLine};
+    const std::string name =
+        shortened(layer.legend, kFontSize, right - kEdge - kLegendSample - 8.0);
+    const double width = kLegendSample + 8.0 + text_width(name, kFontSize);
+    if (at.x > kEdge && at.x + width > right) {
+      at = {kEdge, at.y + kLegendLine};
+      right = kWidth - kEdge;
+    }
     Lines sample{{{at.x, at.y}, {at.x + kLegendSample, at.y}}};
     if (layer.dots) {
       sample = {{{at.x + 4.0, at.y + 2.0}, {at.x + 12.0, at.y - 2.0}, {at.x + 20.0, at.y + 1.0}}};
     }
     write_path(svg, layer, sample);
-    write_text(svg, {at.x + kLegendSample + 8.0, at.y + 4.5}, "", layer.legend);
+    write_text(svg, {at.x + kLegendSample + 8.0, at.y + 4.5}, "", name);
     at.x += width + 20.0;
   }
   return at.y + 0.5 * kLegendLine;
@@ -296,40 +370,69 @@ void write_north_arrow(std::string& svg) {
   write_text(svg, {x, 50.0}, "", "N", "middle");
 }
 
+void write_labels(std::string& svg, const std::vector<NamedTrack>& tracks, const MapView& view,
+                  FreeSpace& space) {
+  for (const NamedTrack& track : tracks) write_ends(svg, track.rows, view, space);
+  if (tracks.size() == 1) write_stretch_labels(svg, tracks.front().rows, view, space);
+}
+
+// The labels have the first choice as long as a corner stays free for the inset.
+void write_labels_and_inset(std::string& svg, const std::vector<NamedTrack>& tracks,
+                            const MapView& view, FreeSpace space) {
+  const std::optional<Inset> inset =
+      tracks.size() == 1 ? inset_of(tracks.front().rows, view) : std::nullopt;
+  if (inset) space.avoid_outline(inset->frame);
+  FreeSpace left = space;
+  std::string labels;
+  write_labels(labels, tracks, view, left);
+  if (!inset || write_inset(labels, *inset, tracks.front(), left)) {
+    svg += labels;
+  } else {
+    write_inset(svg, *inset, tracks.front(), space);
+    write_labels(svg, tracks, view, space);
+  }
+}
+
 }  // namespace
 
 void plot_tracks(const std::vector<NamedTrack>& tracks, const std::string& title,
                  const std::string& svg_path) {
-  std::vector<Place> positions;
+  std::vector<Place> shown;
   for (const NamedTrack& track : tracks) {
+    std::vector<Place> positions;
     for (const TrackRow& row : track.rows) {
-      positions.push_back(fused_place(row));
-      positions.push_back(truth_place(row));
+      positions.insert(positions.end(), {fused_place(row), truth_place(row)});
     }
+    const std::vector<Place> good = without_outliers(positions);
+    shown.insert(shown.end(), good.begin(), good.end());
   }
-  if (std::none_of(positions.begin(), positions.end(), is_finite)) {
+  if (shown.empty()) {
     throw PlotError(fmt::format("{}: nothing to plot, the track has no positions", svg_path));
   }
-  const MapView view(positions, 0.0, kHeader, kWidth, kLeastMap, kLargestMap, kMargin);
-  std::vector<Pixel> drawn;
-  for (const Place& position : positions) {
-    if (is_finite(position)) drawn.push_back(view.to_pixel(position));
+  const MapView view(shown, 0.0, kHeader, kWidth, kLeastMap, kLargestMap, kMargin);
+  const std::vector<Layer> layers = layers_of(tracks, view);
+  FreeSpace space({view.left(), view.top(), view.width(), view.height()});
+  for (const Layer& layer : layers) {
+    for (const std::vector<Pixel>& line : layer.lines) {
+      for (std::size_t i = 0; i < line.size(); ++i) {
+        space.avoid(line[layer.dots || i == 0 ? i : i - 1], line[i]);
+      }
+    }
   }
-  FreeSpace space({view.left(), view.top(), view.width(), view.height()}, std::move(drawn));
 
   std::string body;
-  write_text(body, {kEdge, 30.0}, "title", title);
+  write_text(body, {kEdge, 30.0}, "title",
+             shortened(title, kTitleSize * kBold, kWidth - 3.0 * kEdge - 20.0));
   write_north_arrow(body);
-  write_map(body, tracks, view, "map");
-  for (const NamedTrack& track : tracks) write_ends(body, track.rows, view, space);
+  write_map(body, layers, view, "map");
+  std::string caption = note_on_outliers(tracks, view);
   if (tracks.size() == 1) {
-    const NamedTrack& track = tracks.front();
-    write_text(body, {kEdge, 50.0}, "note", caption_of(track.rows));
-    write_stretch_labels(body, track.rows, view, space);
-    write_inset(body, track, view, space);
+    caption = caption_of(tracks.front().rows, view) + (caption.empty() ? "" : "; ") + caption;
   }
+  if (!caption.empty()) write_text(body, {kEdge, 50.0}, "note", caption);
+  write_labels_and_inset(body, tracks, view, std::move(space));
   const double below_map = view.top() + view.height() + 10.0;
-  const double height = write_legend(body, layers_of(tracks, view), below_map) + 10.0;
+  const double height = write_legend(body, layers, below_map) + 10.0;
   write_scale_bar(body, view, {kWidth - kEdge, below_map + 20.0}, kLongestScaleBar);
 
   std::ofstream file(svg_path, std::ios::binary);
@@ -337,7 +440,7 @@ void plot_tracks(const std::vector<NamedTrack>& tracks, const std::string& title
       "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1:.0f}\" "
       "viewBox=\"0 0 {0} {1:.0f}\">\n<title>{2}</title>\n<style>{3}</style>\n"
       "<rect class=\"page\" width=\"100%\" height=\"100%\"/>\n{4}</svg>\n",
-      kWidth, height, escaped(title), kStyle, body);
+      kWidth, height, escaped(title), style_sheet(), body);
   file.close();
   if (!file) throw PlotError(fmt::format("{}: cannot be written", svg_path));
 }
