@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "tests/tools/scratch.h"
+#include "tools/logs/output_file.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -175,7 +176,7 @@ TEST_F(EventLogTest, LinesAreReadWhereverTheyLieAndHoweverLongTheyAre) {
     EXPECT_EQ(error_of(log), log + (fits ? ":4: field time_ns: not an integer ('x')"
                                          : ":2: field line: too long ('P,1')"));
     EXPECT_EQ(read_all(log, true).size(), fits ? 2U : 1U);
-    EXPECT_EQ(read_all(file("end.csv", "P,1" + blanks), true).size(), fits ? 1U : 0U);
+    EXPECT_EQ(read_all(file("end.csv", "P,0\nP,1" + blanks), true).size(), fits ? 2U : 1U);
   }
 }
 
@@ -237,16 +238,37 @@ TEST_F(EventLogTest, BrokenGzipIsReportedAfterTheRowsBeforeIt) {
     EXPECT_GT(rows + 4000, steps.size() * kept / whole.size());
     EXPECT_EQ(reader.skipped(), 0);
   }
+  EXPECT_EQ(
+      error_of(file("behind.csv.gz", whole + "P,1\n")),
+      path("behind.csv.gz") + ": damaged gzip stream after line 20001: incorrect header check");
   std::string damaged = whole;
   for (std::size_t i = 0; i < 64; ++i) damaged[whole.size() / 2 + i] ^= '\x55';
   EXPECT_NE(error_of(file("damaged.csv.gz", damaged), true).find("damaged gzip stream"),
             std::string::npos);
 }
 
+TEST_F(EventLogTest, TheFirstSkippedRowsAreNamed) {
+  std::string rows = "P,1\n";
+  for (int i = 0; i < 12; ++i) rows += "P,x\n";
+  const std::string log = file("log.csv", rows);
+  EventLogReader reader(log, true);
+  for (EventRow row; reader.next(row);) {
+  }
+  EXPECT_EQ(reader.skipped(), 12);
+  ASSERT_EQ(reader.first_skipped().size(), 10U);
+  EXPECT_EQ(reader.first_skipped().back(), log + ":11: field time_ns: not an integer ('x')");
+}
+
 TEST_F(EventLogTest, FilesThatCannotBeUsed) {
   EXPECT_EQ(error_of(path("")), path("") + ": cannot read: Is a directory");
-  EXPECT_THROW(EventLogWriter(path("none/log.csv")), EventLogError);
-  EXPECT_THROW(write_all("/dev/full", std::vector<EventRow>(100000)), EventLogError);
+  for (const bool lenient : {false, true}) {
+    const std::string empty = file("empty.csv", "# span_s: 1.5 20\n\n");
+    EXPECT_EQ(error_of(empty, lenient), empty + ": no rows");
+  }
+  const std::string bad = file("bad.csv", "P,x\nP,y\n");
+  EXPECT_EQ(error_of(bad, true), bad + ": no rows but 2 malformed");
+  EXPECT_THROW(EventLogWriter(path("none/log.csv")), OutputError);
+  EXPECT_THROW(write_all("/dev/full", std::vector<EventRow>(100000)), OutputError);
 }
 
 }  // namespace

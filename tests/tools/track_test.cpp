@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "tests/tools/scratch.h"
+#include "tools/logs/output_file.h"
+#include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -52,7 +54,7 @@ TEST_F(TrackTest, CsvKeepsEveryDigitAndFindsColumnsByName) {
   EXPECT_EQ(written("track.csv"), kCsv);
 
   // A foreign column in front, the first of ours last.
-  std::string shuffled;
+  std::string shuffled = "\xEF\xBB\xBF";
   std::istringstream lines(kCsv);
   for (std::string line; std::getline(lines, line);) {
     const std::size_t comma = line.find(',');
@@ -80,20 +82,22 @@ TEST_F(TrackTest, MalformedCsvIsNamedByFileLineAndField) {
       {replaced("108.95\n", "108.95,7\n"), ":3: field 21: one too many ('7')"},
       {replaced(",108.95\n", "\n"), ":3: field truth_longitude: missing"},
       {replaced("42.25", "42.25N"), ":4: field latitude: not a number ('42.25N')"},
-      {"", ": empty"},
+      {replaced(",pdr_flag", ",car_flag"), ":1: field car_flag: twice in the header"},
+      {kCsv.substr(0, kCsv.find('\n')), ": no rows"},
+      {"", ": no rows"},
   };
   for (const auto& [text, message] : cases) {
     const std::string csv = file("bad.csv", text);
     try {
       read_track_csv(csv);
       ADD_FAILURE() << "no error; expected " << message;
-    } catch (const TrackError& error) {
+    } catch (const InputError& error) {
       EXPECT_TRUE(std::string(error.what()).starts_with(csv + message)) << error.what();
     }
   }
-  EXPECT_THROW(read_track_csv(path("none.csv")), TrackError);
-  EXPECT_THROW(TrackWriter::open(path("track.txt")), TrackError);
-  EXPECT_THROW(TrackWriter::open(path("none/track.csv")), TrackError);
+  EXPECT_THROW(read_track_csv(path("none.csv")), InputError);
+  EXPECT_THROW(TrackWriter::open(path("track.txt")), OutputError);
+  EXPECT_THROW(TrackWriter::open(path("none/track.csv")), OutputError);
 }
 
 TEST_F(TrackTest, GeoJsonHasPointsAndLines) {
@@ -124,18 +128,19 @@ TEST_F(TrackTest, GeoJsonHasPointsAndLines) {
   }
 }
 
-TEST_F(TrackTest, FilesAreUsableWheneverTheReplayEnds) {
+TEST_F(TrackTest, ATrackStandsOnceItIsClosed) {
   for (const std::size_t count : {0U, 1U, 2U}) {
-    {
-      const auto json = TrackWriter::open(path("track.json"));
-      const auto csv = TrackWriter::open(path("track.csv"));
-      for (std::size_t i = 0; i < count; ++i) {
-        json->write(rows_[i]);
-        csv->write(rows_[i]);
-      }
-      EXPECT_EQ(read_track_csv(path("track.csv")).size(), count);  // a reader may follow
-      // Not closed: as when an exception ends the replay.
+    const auto json = TrackWriter::open(path("track.json"));
+    const auto csv = TrackWriter::open(path("track.csv"));
+    for (std::size_t i = 0; i < count; ++i) {
+      json->write(rows_[i]);
+      csv->write(rows_[i]);
     }
+    const std::string before = read_file(path("track.csv"));
+    EXPECT_EQ(before.empty(), count == 0);
+    csv->close();
+    json->close();
+    EXPECT_GT(read_file(path("track.csv")).size(), before.size());
     const auto document = nlohmann::json::parse(read_file(path("track.json")));
     // A line needs two positions.
     EXPECT_EQ(document.at("features").size(), count < 2 ? count : count + 3);

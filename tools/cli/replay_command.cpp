@@ -9,8 +9,11 @@
 
 #include "tools/cli/commands.h"
 #include "tools/cli/progress_bar.h"
+#include "tools/cli/skipped_rows.h"
 #include "tools/evaluation/replay.h"
 #include "tools/logs/event_log.h"
+#include "tools/logs/output_file.h"
+#include "tools/logs/text_fields.h"
 #include "tools/logs/track.h"
 #include "tools/plot/plot.h"
 
@@ -25,6 +28,9 @@ struct Options {
 };
 
 void run(const Options& options) {
+  std::vector<std::string> outputs = options.out;
+  if (!options.plot.empty()) outputs.push_back(options.plot);
+  check_outputs({{options.log}}, outputs);
   EventLogReader reader(options.log, options.lenient);
   std::vector<std::unique_ptr<TrackWriter>> writers;
   for (const std::string& path : options.out) writers.push_back(TrackWriter::open(path));
@@ -34,26 +40,31 @@ void run(const Options& options) {
     if (!options.plot.empty()) rows.push_back(row);
   });
 
+  bool anything = false;
   try {
     ProgressBar bar;
     EventRow row;
     while (reader.next(row)) {
+      anything = true;
       replay.play(row);
       if (bar.due()) bar.show(reader.progress());
     }
-  } catch (const EventLogError&) {
-    // What the log gave up to here is kept.
-    replay.flush();
-    for (const auto& writer : writers) writer->close();
+  } catch (const InputError&) {
+    print_skipped(reader.first_skipped(), reader.skipped());
+    if (anything) {
+      // What the log gave up to here is kept.
+      replay.flush();
+      for (const auto& writer : writers) writer->close();
+    }
     throw;
   }
+  print_skipped(reader.first_skipped(), reader.skipped());
   const Summary summary = replay.finish(reader.skipped());
   for (const auto& writer : writers) writer->close();
   if (!options.plot.empty()) plot_track(rows, options.plot);
 
-  const bool track_on_output =
-      std::find(options.out.begin(), options.out.end(), "-") != options.out.end();
-  fmt::print(track_on_output ? stderr : stdout, "{}", summary.text());
+  const bool output_taken = std::ranges::find(outputs, "-") != outputs.end();
+  fmt::print(output_taken ? stderr : stdout, "{}", summary.text());
 }
 
 }  // namespace
@@ -70,21 +81,23 @@ void add_replay_command(CLI::App& app) {
           "Track to write, one row per fix: .csv, .geojson or .json; - for CSV on standard "
           "output. May be given more than once")
       ->allow_extra_args(false);
-  command->add_option("--plot", options->plot,
-                      "Picture to draw (SVG); holds the whole track in memory");
-  command->add_flag("--lenient", options->lenient,
-                    "Skip and count malformed rows instead of stopping at the first");
+  command->add_option(
+      "--plot", options->plot,
+      "Picture to draw (SVG), - for standard output; holds the whole track in memory");
+  command->add_flag(
+      "--lenient", options->lenient,
+      "Skip malformed rows instead of stopping at the first; the first ten are named");
   command->footer(
-      "The summary goes to standard output, or to standard error when the track goes to standard\n"
-      "output. With T rows in the log it gives errors: those of the vehicle's positions are taken\n"
-      "at the time of the sensor epoch they belong to, about one fix interval before the fix, "
-      "those\n"
-      "of raw and walker's positions at the time of the fix. A malformed row ends the replay with "
-      "exit\n"
-      "status 2; the track then holds the fixes before it.\n"
-      "\n"
-      "Example:\n"
-      "  zuvdr replay drive.csv.gz --out drive.geojson --plot drive.svg");
+      R"(The summary goes to standard output, or to standard error when a track or picture goes there.
+With T rows in the log it gives errors: those of the vehicle's positions are taken at the time
+of the sensor epoch they belong to, about one fix interval before the fix, those of raw and
+walker's positions at the time of the fix.
+
+Exit status: 0 done; 1 wrong usage, or something could not be written or drawn; 2 the log could
+not be read, has a malformed row or no rows. The track then holds the fixes before that row.
+
+Example:
+  zuvdr replay drive.csv.gz --out drive.geojson --plot drive.svg)");
   command->callback([options] { run(*options); });
 }
 

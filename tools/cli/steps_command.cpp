@@ -3,27 +3,25 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <stdexcept>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "tools/cli/commands.h"
 #include "tools/cli/progress_bar.h"
+#include "tools/cli/skipped_rows.h"
 #include "tools/evaluation/steps.h"
+#include "tools/logs/output_file.h"
+#include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -37,30 +35,6 @@ struct Options {
   std::string scores;
   bool summary = false;
   bool lenient = false;
-};
-
-class OutputFile {
- public:
-  explicit OutputFile(std::string path) : path_(std::move(path)) {
-    errno = 0;
-    file_.open(path_, std::ios::binary | std::ios::trunc);
-    check("open");
-  }
-
-  void put(std::string_view text) {
-    errno = 0;
-    file_.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
-    check("write");
-  }
-
- private:
-  void check(const char* what) const {
-    if (file_) return;
-    throw std::runtime_error(fmt::format("{}: cannot {}: {}", path_, what, std::strerror(errno)));
-  }
-
-  std::string path_;
-  std::ofstream file_;
 };
 
 // A figure of the table and of the JSON file.
@@ -218,7 +192,7 @@ void print_table(const std::vector<Group>& groups, const StepFigures& total, boo
   if (logs > 1 && (!summary || groups.size() > 1)) {
     print_row(fmt::format("{} logs", logs), width, total);
   }
-  std::fflush(stdout);
+  flush_standard_output();
 }
 
 void write_json(OutputFile& file, const std::vector<Walk>& walks, const std::vector<Group>& groups,
@@ -240,14 +214,20 @@ void write_json(OutputFile& file, const std::vector<Walk>& walks, const std::vec
   json["total"] = {{"logs", walks.size()}};
   add_figures(json["total"], total);
   // Names of files need not be UTF-8.
-  file.put(json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n');
+  file.write(json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n');
+  file.close();
 }
 
 void run(const Options& options) {
+  std::vector<std::string> outputs;
+  for (const std::string& path : {options.json, options.scores}) {
+    if (!path.empty()) outputs.push_back(path);
+  }
+  check_outputs(options.logs, outputs);
   std::optional<OutputFile> json, scores;
   if (!options.json.empty()) json.emplace(options.json);
   if (!options.scores.empty()) {
-    scores.emplace(options.scores).put(fmt::format("{}\n", kScoreColumns));
+    scores.emplace(options.scores).write(fmt::format("{}\n", kScoreColumns));
   }
   std::vector<WalkLog> logs;
   const auto report = [&] {
@@ -257,21 +237,19 @@ void run(const Options& options) {
     for (const Walk& walk : walks) total += walk.figures;
     print_table(groups, total, options.summary);
     if (json) write_json(*json, walks, groups, total, options.by);
-    for (const Walk& walk : walks) {
-      if (walk.log.skipped == 0) continue;
-      fmt::print(stderr, "{}: {} malformed rows skipped\n", walk.log.path, walk.log.skipped);
-    }
+    if (scores) scores->close();
+    for (const Walk& walk : walks) print_skipped(walk.log.first_skipped, walk.log.skipped);
   };
   try {
     ProgressBar bar;
     const bool terminal = isatty(STDERR_FILENO) == 1;
     read_walks(options.logs, {.lenient = options.lenient, .scores = scores.has_value()},
                [&](WalkLog&& log) {
-                 if (scores) scores->put(std::exchange(log.scores, {}));
+                 if (scores) scores->write(std::exchange(log.scores, {}));
                  logs.push_back(std::move(log));
                  if (terminal) bar.show(count(std::ssize(logs)) / count(std::ssize(options.logs)));
                });
-  } catch (...) {
+  } catch (const InputError&) {
     // The logs before the bad one are not lost.
     report();
     throw;
@@ -296,22 +274,25 @@ void add_steps_command(CLI::App& app) {
                       "File for all figures and for the times of the steps");
   command->add_option("--scores", options->scores,
                       "CSV file for the detector's scores and answers, one row per epoch");
-  command->add_flag("--lenient", options->lenient,
-                    "Skip and count malformed rows instead of stopping at the first");
+  command->add_flag(
+      "--lenient", options->lenient,
+      "Skip malformed rows instead of stopping at the first; the first ten are named");
   command->footer(
-      "Fixes are not needed. What counts is the part of a log that its header \"# span_s: FROM\n"
-      "TO\" names (seconds from the first sensor event), else all of it, but never the first\n"
-      "6 s, in which the detector's filter settles.\n"
-      "\n"
-      "steps: declared by the detector; confirmed: those of bouts that reached ten;\n"
-      "reference: P rows; excess: confirmed over reference; cadence: of the median step;\n"
-      "per min: in logs without P rows. With P rows, declared steps less the latency (one for\n"
-      "each folder) are matched with them, at most 0.25 s apart: F1, recall, precision, and\n"
-      "the error of the count, for groups the mean over their logs. docs/steps.md tells more,\n"
-      "and the columns of the files.\n"
-      "\n"
-      "Example:\n"
-      "  zuvdr steps walks/*.csv.gz --json walks.json");
+      R"(Fixes are not needed. What counts is the part of a log that its header "# span_s: FROM TO"
+names (seconds from the first sensor event), else all of it, but never the first 6 s, in which
+the detector's filter settles.
+
+steps: declared by the detector; confirmed: those of bouts that reached ten; reference: P rows;
+excess: confirmed over reference; cadence: of the median step; per min: in logs without P rows.
+With P rows, declared steps less the latency (one for each folder) are matched with them, at
+most 0.25 s apart: F1, recall, precision, and the error of the count, for groups the mean over
+their logs. docs/steps.md tells more, and the columns of the files.
+
+Exit status: 0 done; 1 wrong usage, or something could not be written; 2 a log could not be
+read, has a malformed row or no rows: the figures are then those of the logs before it.
+
+Example:
+  zuvdr steps walks/*.csv.gz --json walks.json)");
   command->callback([options] { run(*options); });
 }
 

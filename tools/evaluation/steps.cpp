@@ -30,7 +30,7 @@ namespace zuvdr::tools {
 
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(StepSeries, declared, reference, from, to)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(WalkLog, path, subject, position, activity, steps, bout_steps,
-                                   last_epoch, has_reference, skipped, scores)
+                                   last_epoch, has_reference, skipped, first_skipped, scores)
 
 namespace {
 
@@ -101,6 +101,7 @@ WalkLog read_in_this_process(const std::string& path, const WalkReading& reading
   }
   log.has_reference = !reference_ns.empty();
   log.skipped = reader.skipped();
+  log.first_skipped = reader.first_skipped();
   log.subject = reader.header("subject");
   log.position = reader.header("position");
   log.activity = reader.header("activity");

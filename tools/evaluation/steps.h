@@ -21,9 +21,10 @@ struct WalkLog {
   StepSeries steps;
   std::vector<std::int32_t> bout_steps;  // for each declared step its number in its bout
   double last_epoch = 0.0;
-  bool has_reference = false;  // P rows
-  std::int64_t skipped = 0;    // malformed rows passed over
-  std::string scores;          // when asked for: CSV rows, one for each epoch
+  bool has_reference = false;              // P rows
+  std::int64_t skipped = 0;                // malformed rows passed over
+  std::vector<std::string> first_skipped;  // what was wrong with them
+  std::string scores;                      // when asked for: CSV rows, one for each epoch
 };
 
 inline constexpr const char* kScoreColumns =

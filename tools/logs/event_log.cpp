@@ -1,16 +1,12 @@
 #include "tools/logs/event_log.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <cmath>
 #include <cstddef>
-#include <cstring>
 #include <iterator>
 #include <limits>
 #include <map>
@@ -21,14 +17,15 @@
 #include <utility>
 #include <vector>
 
+#include "tools/logs/line_reader.h"
+#include "tools/logs/output_file.h"
 #include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
 namespace {
 
-constexpr unsigned kChunkSize = 1 << 16;       // bytes asked of zlib at a time
-constexpr std::size_t kLongestLine = 1 << 12;  // bytes; the longest row takes a few hundred
-constexpr std::size_t kMostHeaders = 64;       // comment keys remembered
+constexpr std::size_t kMostHeaders = 64;  // comment keys remembered
+constexpr std::size_t kMostSkippedNamed = 10;
 constexpr double kMissing = std::numeric_limits<double>::quiet_NaN();
 
 constexpr std::string_view kSensorFields[] = {"type", "timestamp_ns", "v0", "v1",
@@ -130,80 +127,18 @@ EventRow parse_row(std::string_view row) {
 }  // namespace
 
 struct EventLogReader::State {
-  std::string name;  // for messages
-  bool lenient = false;
-  gzFile file = nullptr;
-  double size = kMissing;  // bytes on disk
-  std::vector<char> chunk = std::vector<char>(kLongestLine + 1 + kChunkSize);
-  std::string_view unread;  // part of the chunk
-  std::string_view line;    // part of the chunk; only its first kLongestLine + 1 bytes
-  std::int64_t line_number = 0;
-  std::int64_t skipped = 0;
-  std::map<std::string, std::string> headers;
+  State(const std::string& path, bool pass_over) : lines(path), lenient(pass_over) {}
 
-  ~State() {
-    if (file != nullptr) gzclose(file);
-  }
-
-  void open(const std::string& path);
-  bool fill();
-  bool next_line();
   void remember_header(std::string_view comment);
+  void skip(const FieldError& error);
+
+  LineReader lines;
+  bool lenient;
+  std::int64_t rows = 0;
+  std::int64_t skipped = 0;
+  std::vector<std::string> first_skipped;
+  std::map<std::string, std::string> headers;
 };
-
-void EventLogReader::State::open(const std::string& path) {
-  if (path == "-") {
-    name = "standard input";
-    file = gzdopen(dup(STDIN_FILENO), "rb");
-  } else {
-    name = path;
-    errno = 0;
-    file = gzopen(path.c_str(), "rb");
-    struct stat status {};
-    if (file != nullptr && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-      size = static_cast<double>(status.st_size);
-    }
-  }
-  if (file == nullptr)
-    throw EventLogError(fmt::format("{}: cannot open: {}", name, std::strerror(errno)));
-}
-
-// Reads more behind the unread begin of a line, of which what is too long is dropped; false at the
-// end of the log. zlib reports a gzip stream that breaks off through gzerror only once everything
-// before the break has been delivered.
-bool EventLogReader::State::fill() {
-  const std::size_t kept = std::min(unread.size(), kLongestLine + 1);
-  if (kept > 0) std::memmove(chunk.data(), unread.data(), kept);
-  unread = std::string_view(chunk.data(), kept);
-  errno = 0;
-  const int count = gzread(file, chunk.data() + kept, kChunkSize);
-  if (count > 0) {
-    unread = std::string_view(chunk.data(), kept + static_cast<std::size_t>(count));
-    return true;
-  }
-  int code = Z_OK;
-  const char* message = gzerror(file, &code);
-  if (code == Z_ERRNO)
-    throw EventLogError(fmt::format("{}: cannot read: {}", name, std::strerror(errno)));
-  if (code == Z_BUF_ERROR) {
-    throw EventLogError(fmt::format("{}: gzip stream breaks off after line {}", name, line_number));
-  }
-  if (count < 0 || (code != Z_OK && code != Z_STREAM_END)) {
-    throw EventLogError(
-        fmt::format("{}: damaged gzip stream after line {}: {}", name, line_number, message));
-  }
-  return false;
-}
-
-bool EventLogReader::State::next_line() {
-  std::size_t end = unread.find('\n');
-  while (end == std::string_view::npos && fill()) end = unread.find('\n');
-  if (unread.empty()) return false;
-  line = unread.substr(0, std::min(end, kLongestLine + 1));
-  unread.remove_prefix(std::min(end, unread.size() - 1) + 1);
-  ++line_number;
-  return true;
-}
 
 void EventLogReader::State::remember_header(std::string_view comment) {
   const std::size_t colon = comment.find(':');
@@ -213,38 +148,37 @@ void EventLogReader::State::remember_header(std::string_view comment) {
   headers[key] = trim(comment.substr(colon + 1));
 }
 
-EventLogReader::EventLogReader(const std::string& path, bool lenient)
-    : state_(std::make_unique<State>()) {
-  state_->lenient = lenient;
-  state_->open(path);
+void EventLogReader::State::skip(const FieldError& error) {
+  if (!lenient) throw EventLogError(lines.described(error));
+  ++skipped;
+  if (first_skipped.size() < kMostSkippedNamed) first_skipped.push_back(lines.described(error));
 }
+
+EventLogReader::EventLogReader(const std::string& path, bool lenient)
+    : state_(std::make_unique<State>(path, lenient)) {}
 
 EventLogReader::~EventLogReader() = default;
 
 bool EventLogReader::next(EventRow& row) {
-  while (state_->next_line()) {
-    std::string_view text = state_->line;
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-    if (state_->line_number == 1 && text.starts_with(kByteOrderMark)) {
-      text.remove_prefix(kByteOrderMark.size());
-    }
-    text = trim(text);
+  for (std::string_view text; state_->lines.next(text);) {
     if (text.empty()) continue;
     if (text.front() == '#') {
       state_->remember_header(text.substr(1));
       continue;
     }
     try {
-      if (state_->line.size() > kLongestLine) fail_field("line", "too long", text);
+      if (state_->lines.too_long()) fail_field("line", "too long", text);
       row = parse_row(text);
+      ++state_->rows;
       return true;
     } catch (const FieldError& error) {
-      if (!state_->lenient) {
-        throw EventLogError(
-            fmt::format("{}:{}: {}", state_->name, state_->line_number, error.what));
-      }
-      ++state_->skipped;
+      state_->skip(error);
     }
+  }
+  if (state_->rows == 0) {
+    const std::string skipped =
+        state_->skipped > 0 ? fmt::format(" but {} malformed", state_->skipped) : "";
+    throw EventLogError(fmt::format("{}: no rows{}", state_->lines.name(), skipped));
   }
   return false;
 }
@@ -253,33 +187,49 @@ std::int64_t EventLogReader::skipped() const {
   return state_->skipped;
 }
 
+const std::vector<std::string>& EventLogReader::first_skipped() const {
+  return state_->first_skipped;
+}
+
 std::string EventLogReader::header(const std::string& key) const {
   const auto found = state_->headers.find(key);
   return found == state_->headers.end() ? std::string{} : found->second;
 }
 
 double EventLogReader::progress() const {
-  return static_cast<double>(gzoffset(state_->file)) / state_->size;
+  return state_->lines.progress();
 }
 
 struct EventLogWriter::State {
-  std::string name;
-  gzFile file = nullptr;
+  OutputFile file;
+  gzFile gzip = nullptr;  // in front of the file
   fmt::memory_buffer row;
 
-  ~State() {
-    if (file != nullptr) gzclose(file);
+  explicit State(const std::string& path) : file(path) {
+    if (!path.ends_with(".gz")) return;
+    const int descriptor = dup(file.descriptor());
+    if (descriptor < 0 || (gzip = gzdopen(descriptor, "wb")) == nullptr) file.fail("open");
   }
 
-  [[noreturn]] void fail_to_write() const {
-    throw EventLogError(fmt::format("{}: cannot write: {}", name, std::strerror(errno)));
+  ~State() {
+    if (gzip != nullptr) gzclose(gzip);
   }
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
 
   void put_row() {
     row.push_back('\n');
-    errno = 0;
-    if (gzwrite(file, row.data(), static_cast<unsigned>(row.size())) == 0) fail_to_write();
+    if (gzip == nullptr) {
+      file.write({row.data(), row.size()});
+    } else if (gzwrite(gzip, row.data(), static_cast<unsigned>(row.size())) == 0) {
+      file.fail("write");
+    }
     row.clear();
+  }
+
+  void close() {
+    if (gzip != nullptr && gzclose(std::exchange(gzip, nullptr)) != Z_OK) file.fail("write");
+    file.close();
   }
 
   void append(std::string_view text) { row.append(text); }
@@ -332,20 +282,7 @@ struct EventLogWriter::State {
   }
 };
 
-EventLogWriter::EventLogWriter(const std::string& path) : state_(std::make_unique<State>()) {
-  constexpr const char* kPlain = "wbT";  // T: zlib hands the bytes through
-  errno = 0;
-  if (path == "-") {
-    state_->name = "standard output";
-    state_->file = gzdopen(dup(STDOUT_FILENO), kPlain);
-  } else {
-    state_->name = path;
-    state_->file = gzopen(path.c_str(), path.ends_with(".gz") ? "wb" : kPlain);
-  }
-  if (state_->file == nullptr) {
-    throw EventLogError(fmt::format("{}: cannot open: {}", state_->name, std::strerror(errno)));
-  }
-}
+EventLogWriter::EventLogWriter(const std::string& path) : state_(std::make_unique<State>(path)) {}
 
 EventLogWriter::~EventLogWriter() = default;
 
@@ -361,9 +298,7 @@ void EventLogWriter::write(const EventRow& row) {
 }
 
 void EventLogWriter::close() {
-  if (state_->file == nullptr) return;
-  errno = 0;
-  if (gzclose(std::exchange(state_->file, nullptr)) != Z_OK) state_->fail_to_write();
+  state_->close();
 }
 
 }  // namespace zuvdr::tools

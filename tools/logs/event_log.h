@@ -6,11 +6,12 @@
 #include <filesystem>
 #include <iosfwd>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "ZuVDR.h"
+#include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
 
@@ -43,11 +44,7 @@ struct StepRow {
 
 using EventRow = std::variant<SensorRow, FixRow, TruthRow, StepRow>;
 
-// A row that cannot be read; what() is one line naming file, line number and field.
-class EventLogError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+using EventLogError = InputError;
 
 // Reads a log row by row, plain or gzip, "-" for standard input. The memory it needs does not grow
 // with the length of the log.
@@ -60,11 +57,14 @@ class EventLogReader {
   EventLogReader(const EventLogReader&) = delete;
   EventLogReader& operator=(const EventLogReader&) = delete;
 
-  // The next row; false at the end of the log. Comment and blank lines are passed over.
+  // The next row; false at the end of the log. Comment and blank lines are passed over. A log
+  // without rows is an error at its end.
   bool next(EventRow& row);
 
-  // Rows passed over because they were malformed (lenient only).
+  // Rows passed over because they were malformed (lenient only), and what was wrong with the first
+  // of them, at most ten.
   std::int64_t skipped() const;
+  const std::vector<std::string>& first_skipped() const;
 
   // The comment lines met so far that have the form "# key: value" (later ones win); empty when
   // the key did not occur.
@@ -78,11 +78,12 @@ class EventLogReader {
   std::unique_ptr<State> state_;
 };
 
-// Writes a log; gzip when the path ends in ".gz", "-" for standard output. Numbers are written with
-// the fewest digits that read back to the same float64 (float32 for the float32 fields of GpsData).
+// Writes a log, which stands once it is closed (output_file.h); gzip when the path ends in ".gz",
+// "-" for standard output. Numbers are written with the fewest digits that read back to the same
+// float64 (float32 for the float32 fields of GpsData).
 class EventLogWriter {
  public:
-  // Throws EventLogError when the file cannot be opened.
+  // Throws OutputError when the file cannot be opened.
   explicit EventLogWriter(const std::string& path);
   ~EventLogWriter();
   EventLogWriter(const EventLogWriter&) = delete;
@@ -90,7 +91,7 @@ class EventLogWriter {
 
   void comment(const std::string& text);  // writes "# text"
   void write(const EventRow& row);
-  // Flushes and closes; throws EventLogError when something could not be written.
+  // Throws OutputError when something could not be written.
   void close();
 
  private:

@@ -4,13 +4,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cmath>
 #include <cstddef>
-#include <cstring>
 #include <deque>
-#include <fstream>
-#include <iostream>
 #include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -22,6 +18,8 @@
 
 #include "ZuVDR.h"
 #include "tools/logs/colours.h"
+#include "tools/logs/line_reader.h"
+#include "tools/logs/output_file.h"
 #include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
@@ -76,52 +74,16 @@ void visit_value(const TrackRow& row, const Column& column, F f) {
       column.member);
 }
 
-// A file or standard output. Flushed after every row: a reader can follow a running replay.
-class Sink {
- public:
-  explicit Sink(const std::string& path) : name_(path == "-" ? "standard output" : path) {
-    if (path == "-") {
-      stream_ = &std::cout;
-      return;
-    }
-    errno = 0;
-    file_.open(path, std::ios::binary | std::ios::trunc);
-    if (!file_) throw TrackError(fmt::format("{}: cannot open: {}", name_, std::strerror(errno)));
-  }
-
-  void put(std::string_view text) {
-    put_part(text);
-    stream_->flush();
-    check();
-  }
-
-  // Without flushing.
-  void put_part(std::string_view text) {
-    errno = 0;
-    stream_->write(text.data(), static_cast<std::streamsize>(text.size()));
-    check();
-  }
-
- private:
-  void check() const {
-    if (!*stream_)
-      throw TrackError(fmt::format("{}: cannot write: {}", name_, std::strerror(errno)));
-  }
-
-  std::string name_;
-  std::ofstream file_;
-  std::ostream* stream_ = &file_;
-};
-
 class CsvTrackWriter : public TrackWriter {
  public:
-  explicit CsvTrackWriter(const std::string& path) : sink_(path) {
+  explicit CsvTrackWriter(const std::string& path) : file_(path) {
     std::string header;
     for (const Column& column : kColumns) {
       if (!header.empty()) header += ',';
       header += column.name;
     }
-    sink_.put(header + '\n');
+    file_.write(header + '\n');
+    file_.flush();
   }
 
   void write(const TrackRow& row) override {
@@ -130,10 +92,11 @@ class CsvTrackWriter : public TrackWriter {
       visit_value(row, column, [this](auto value) { append(value); });
     }
     line_.back() = '\n';
-    sink_.put(line_);
+    file_.write(line_);
+    file_.flush();
   }
 
-  void close() override {}
+  void close() override { file_.close(); }
 
  private:
   template <typename Value>
@@ -146,7 +109,7 @@ class CsvTrackWriter : public TrackWriter {
     line_ += ',';
   }
 
-  Sink sink_;
+  OutputFile file_;
   std::string line_;
 };
 
@@ -164,19 +127,9 @@ std::optional<Position> position(double longitude, double latitude) {
 // places, up to 48 bytes a row.
 class GeoJsonTrackWriter : public TrackWriter {
  public:
-  explicit GeoJsonTrackWriter(const std::string& path) : sink_(path) {
-    sink_.put("{\"type\":\"FeatureCollection\",\"features\":[");
+  explicit GeoJsonTrackWriter(const std::string& path) : file_(path) {
+    file_.write("{\"type\":\"FeatureCollection\",\"features\":[");
   }
-
-  ~GeoJsonTrackWriter() override {
-    try {
-      close();
-    } catch (const TrackError&) {
-      // The exception that unwinds the stack tells the reason.
-    }
-  }
-  GeoJsonTrackWriter(const GeoJsonTrackWriter&) = delete;
-  GeoJsonTrackWriter& operator=(const GeoJsonTrackWriter&) = delete;
 
   void write(const TrackRow& row) override {
     Json properties;
@@ -202,11 +155,11 @@ class GeoJsonTrackWriter : public TrackWriter {
   }
 
   void close() override {
-    if (std::exchange(closed_, true)) return;
     put_line("truth", kTruthColour, truth_);
     put_line("fixes", kFixColour, fixes_);
     put_line("fused", kTrackColours[0], fused_);
-    sink_.put("\n]}\n");
+    file_.write("\n]}\n");
+    file_.close();
   }
 
  private:
@@ -214,28 +167,26 @@ class GeoJsonTrackWriter : public TrackWriter {
     const Json feature{{"type", "Feature"},
                        {"geometry", std::move(geometry)},
                        {"properties", std::move(properties)}};
-    sink_.put((std::exchange(first_, false) ? "\n" : ",\n") + feature.dump());
+    file_.write((std::exchange(first_, false) ? "\n" : ",\n") + feature.dump());
   }
 
   // A line needs two positions. Place by place: a document of a long one would be many times its
   // size.
   void put_line(const char* name, const char* colour, const std::deque<Position>& places) {
     if (places.size() < 2) return;
-    sink_.put_part(
-        ",\n{\"type\":\"Feature\",\"geometry\":{\"type\":\"LineString\",\"coordinates\":[");
+    file_.write(",\n{\"type\":\"Feature\",\"geometry\":{\"type\":\"LineString\",\"coordinates\":[");
     for (std::size_t i = 0; i < places.size(); ++i) {
-      sink_.put_part((i == 0 ? "" : ",") + Json(places[i]).dump());
+      file_.write((i == 0 ? "" : ",") + Json(places[i]).dump());
     }
     const Json properties{{"name", name}, {"stroke", colour}, {"stroke-width", 2}};
-    sink_.put("]},\"properties\":" + properties.dump() + "}");
+    file_.write("]},\"properties\":" + properties.dump() + "}");
   }
 
-  Sink sink_;
+  OutputFile file_;
   std::deque<Position> fused_;
   std::deque<Position> fixes_;  // healthy ones
   std::deque<Position> truth_;
   bool first_ = true;
-  bool closed_ = false;
 };
 
 // Where the columns of one file stand; nullptr for columns of other names.
@@ -246,6 +197,9 @@ std::vector<const Column*> read_header(std::string_view line) {
     const auto* column = std::find_if(kColumns.begin(), kColumns.end(),
                                       [&](const Column& known) { return name == known.name; });
     order.push_back(column == kColumns.end() ? nullptr : column);
+    if (order.back() != nullptr && std::count(order.begin(), order.end(), order.back()) > 1) {
+      fail_field(name, "twice in the header", line);
+    }
   }
   for (const Column& column : kColumns) {
     const bool derived = std::holds_alternative<CarFlag>(column.member);
@@ -291,29 +245,26 @@ std::unique_ptr<TrackWriter> TrackWriter::open(const std::string& path) {
   if (path.ends_with(".geojson") || path.ends_with(".json")) {
     return std::make_unique<GeoJsonTrackWriter>(path);
   }
-  throw TrackError(fmt::format("{}: a track ends in .csv, .geojson or .json", path));
+  throw OutputError(fmt::format("{}: a track ends in .csv, .geojson or .json", path));
 }
 
 std::vector<TrackRow> read_track_csv(const std::string& path) {
-  errno = 0;
-  std::ifstream file(path);
-  if (!file) throw TrackError(fmt::format("{}: cannot open: {}", path, std::strerror(errno)));
+  LineReader lines(path);
   std::vector<TrackRow> rows;
   std::vector<const Column*> order;
-  std::string line;
-  for (std::int64_t number = 1; std::getline(file, line); ++number) {
+  for (std::string_view line; lines.next(line);) {
     try {
-      if (number == 1) {
+      if (lines.too_long()) fail_field("line", "too long", line);
+      if (lines.number() == 1) {
         order = read_header(line);
-      } else if (!trim(line).empty()) {
+      } else if (!line.empty()) {
         rows.push_back(read_row(order, line));
       }
     } catch (const FieldError& error) {
-      throw TrackError(fmt::format("{}:{}: {}", path, number, error.what));
+      throw InputError(lines.described(error));
     }
   }
-  if (file.bad()) throw TrackError(fmt::format("{}: cannot read: {}", path, std::strerror(errno)));
-  if (order.empty()) throw TrackError(fmt::format("{}: empty", path));
+  if (rows.empty()) throw InputError(fmt::format("{}: no rows", lines.name()));
   return rows;
 }
 

@@ -2,9 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <iosfwd>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -40,23 +38,19 @@ inline Place fix_place(const TrackRow& row) {
   return {row.fix_latitude, row.fix_longitude};
 }
 
-class TrackError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-// Writes rows as they come, so that nothing written is lost when the log breaks off.
+// Writes a track, which stands once it is closed (output_file.h). All members throw OutputError.
 class TrackWriter {
  public:
   virtual ~TrackWriter() = default;
   virtual void write(const TrackRow& row) = 0;
-  virtual void close() = 0;  // throws TrackError when something could not be written
+  virtual void close() = 0;
 
-  // By ending: .csv, .geojson or .json; "-" is CSV on standard output. Throws TrackError.
+  // By ending: .csv, .geojson or .json; "-" is CSV on standard output.
   static std::unique_ptr<TrackWriter> open(const std::string& path);
 };
 
-// Reads a CSV track back, columns by name. Throws TrackError naming file, line and field.
+// Reads a CSV track back, plain or gzip, columns by name; "-" is standard input. Throws InputError,
+// also for a track without rows.
 std::vector<TrackRow> read_track_csv(const std::string& path);
 
 }  // namespace zuvdr::tools

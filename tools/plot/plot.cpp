@@ -6,13 +6,13 @@
 #include <cmath>
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <limits>
 #include <optional>
 #include <utility>
 
 #include "tools/logs/colours.h"
+#include "tools/logs/output_file.h"
 #include "tools/logs/time_difference.h"
 #include "tools/plot/free_space.h"
 #include "tools/plot/layers.h"
@@ -435,14 +435,13 @@ void plot_tracks(const std::vector<NamedTrack>& tracks, const std::string& title
   const double height = write_legend(body, layers, below_map) + 10.0;
   write_scale_bar(body, view, {kWidth - kEdge, below_map + 20.0}, kLongestScaleBar);
 
-  std::ofstream file(svg_path, std::ios::binary);
-  file << fmt::format(
-      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1:.0f}\" "
-      "viewBox=\"0 0 {0} {1:.0f}\">\n<title>{2}</title>\n<style>{3}</style>\n"
-      "<rect class=\"page\" width=\"100%\" height=\"100%\"/>\n{4}</svg>\n",
-      kWidth, height, escaped(title), style_sheet(), body);
+  OutputFile file(svg_path);
+  file.write(
+      fmt::format("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1:.0f}\" "
+                  "viewBox=\"0 0 {0} {1:.0f}\">\n<title>{2}</title>\n<style>{3}</style>\n"
+                  "<rect class=\"page\" width=\"100%\" height=\"100%\"/>\n{4}</svg>\n",
+                  kWidth, height, escaped(title), style_sheet(), body));
   file.close();
-  if (!file) throw PlotError(fmt::format("{}: cannot be written", svg_path));
 }
 
 void plot_track(const std::vector<TrackRow>& rows, const std::string& svg_path) {

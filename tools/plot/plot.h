@@ -23,7 +23,7 @@ class PlotError : public std::runtime_error {
 // without fixes, each where the rows have it. On a map of a long trip with truth an inset shows
 // where the fused track (status 1 to 3) is farthest from it. A few positions far from all others
 // are left outside the map and counted below the title. The title is the name of the file. Throws
-// PlotError when no row has a position or the file cannot be written.
+// PlotError when no row has a position, OutputError when the file cannot be written.
 void plot_track(const std::vector<TrackRow>& rows, const std::string& svg_path);
 
 // The same under a title of its own. Several tracks share one map and have one colour each.

@@ -1,0 +1,63 @@
+// Lines of a text file, plain or gzip.
+#pragma once
+
+#include <zlib.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/logs/text_fields.h"
+
+namespace zuvdr::tools {
+
+// The memory it needs grows neither with the length of the file nor with that of a line.
+class LineReader {
+ public:
+  static constexpr std::size_t kLongestLine = 1 << 12;  // bytes; a row takes a few hundred
+
+  // "-" is standard input. Throws InputError when the file cannot be opened or is no file.
+  explicit LineReader(const std::string& path);
+  ~LineReader();
+  LineReader(const LineReader&) = delete;
+  LineReader& operator=(const LineReader&) = delete;
+
+  // The next line, trimmed, without the byte order mark the file may begin with; valid until the
+  // next call. Of a line that is too long only the first bytes. False at the end of the file.
+  // Throws InputError when the rest cannot be read, after what stands before.
+  bool next(std::string_view& line);
+
+  bool too_long() const { return too_long_; }      // the last line
+  std::int64_t number() const { return number_; }  // of the last line, from 1
+  const std::string& name() const { return name_; }
+  // How much of the file has been read, 0 to 1; NaN when its size is not known.
+  double progress() const;
+
+  // "FILE:LINE: WHY" for the last line.
+  std::string described(const FieldError& error) const;
+
+ private:
+  bool read_input();
+  bool fill();
+  std::size_t copy(char* to, std::size_t room);
+  std::size_t decompress(char* to, std::size_t room);
+
+  std::string name_;
+  int descriptor_ = -1;
+  double size_;              // of the file, bytes
+  std::int64_t offset_ = 0;  // in the file, behind the input
+  std::vector<char> input_buffer_;
+  std::string_view input_;  // part of its buffer
+  bool gzip_ = false;
+  bool inside_member_ = false;
+  z_stream stream_{};
+  std::string damage_;  // of the gzip stream
+  std::vector<char> text_buffer_;
+  std::string_view text_;  // part of its buffer
+  std::int64_t number_ = 0;
+  bool too_long_ = false;
+};
+
+}  // namespace zuvdr::tools

@@ -1,0 +1,58 @@
+// Files that a command writes.
+#pragma once
+
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace zuvdr::tools {
+
+// Something cannot be written; what() is one line naming the file and the reason.
+class OutputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Refuses outputs that are an input or each other, links followed: throws OutputError. To be called
+// before anything is opened. "-" is standard input and standard output; devices and pipes may be
+// named more than once.
+void check_outputs(std::span<const std::string> inputs, std::span<const std::string> outputs);
+
+// Throws OutputError unless everything printed to the C library's stdout has been written.
+void flush_standard_output();
+
+// A file to be written, or standard output ("-"). A regular file is written beside its place, under
+// a hidden name, and takes its place when it is closed; until then, and if it never is, what stood
+// there stands. Signals that end the program remove the hidden file. Devices and pipes are written
+// directly. All members throw OutputError.
+class OutputFile {
+ public:
+  explicit OutputFile(const std::string& path);
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  void write(std::string_view text);
+  // For readers that follow what is written directly.
+  void flush();
+  // To be called when the file is complete.
+  void close();
+
+  // For writers of their own, which do not use write. The file keeps it.
+  int descriptor() const { return descriptor_; }
+  // Throws what errno says.
+  [[noreturn]] void fail(const char* what) const;
+
+ private:
+  void open_beside();
+  void drain();
+
+  std::string name_;       // for messages
+  std::string place_;      // links followed
+  std::string temporary_;  // empty when written directly
+  int descriptor_ = -1;
+  std::string buffer_;
+};
+
+}  // namespace zuvdr::tools
