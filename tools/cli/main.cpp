@@ -1,19 +1,27 @@
 // The zuvdr program.
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
 #include <cstdio>
 #include <exception>
+#include <span>
+#include <sstream>
 #include <string>
+#include <system_error>
 
 #include "ZuVDR.h"
+#include "tools/cli/command_line.h"
 #include "tools/cli/commands.h"
-#include "tools/logs/event_log.h"
+#include "tools/logs/output_file.h"
+#include "tools/logs/text_fields.h"
 
 namespace {
 
 constexpr int kFailure = 1;
-constexpr int kBadLog = 2;
+constexpr int kBadInput = 2;
 
 std::string version() {
   AlgoVersion engine{};
@@ -21,10 +29,24 @@ std::string version() {
   return fmt::format("zuvdr with engine {}.{}.{}", engine.major, engine.minor, engine.patch);
 }
 
-}  // namespace
+// A standard stream that is closed would give its number to the next file opened. Its stand-in
+// refuses to be used.
+void occupy_closed_streams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) >= 0) continue;
+    static_cast<void>(open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+  }
+}
 
-int main(int argc, char** argv) {
+int fail(int status, const std::string& message) {
+  std::fflush(stdout);
+  fmt::print(stderr, "zuvdr: {}\n", message);
+  return status;
+}
+
+int run(int argc, char** argv) {
   CLI::App app("Replays, simulates and draws trips of the positioning engine.", "zuvdr");
+  zuvdr::tools::set_help_format(app);
   app.set_version_flag("--version", version());
   app.require_subcommand(1);
   zuvdr::tools::add_replay_command(app);
@@ -33,22 +55,40 @@ int main(int argc, char** argv) {
   zuvdr::tools::add_plot_command(app);
   // After the commands: they would inherit it.
   app.footer(
-      "Exit status: 0 done; 1 wrong usage, or something could not be written or drawn; 2 an event\n"
-      "log could not be opened or has a malformed row.\n"
-      "\n"
-      "Example:\n"
-      "  zuvdr replay drive.csv.gz --out drive.csv\n"
-      "Each command has its own --help.");
+      R"(Exit status: 0 done; 1 wrong usage, or something could not be written or drawn; 2 an input could
+not be read, has a malformed row or no rows.
+
+Example:
+  zuvdr replay drive.csv.gz --out drive.csv
+Each command has its own --help.)");
   try {
     app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kFailure;
-  } catch (const zuvdr::tools::EventLogError& error) {
-    fmt::print(stderr, "zuvdr: {}\n", error.what());
-    return kBadLog;
-  } catch (const std::exception& error) {
-    fmt::print(stderr, "zuvdr: {}\n", error.what());
-    return kFailure;
+  } catch (const CLI::Success& request) {
+    std::ostringstream answer;
+    app.exit(request, answer, answer);
+    fmt::print("{}", answer.str());
+  } catch (const CLI::Error& error) {
+    const std::span<char* const> arguments(argv, static_cast<std::size_t>(argc));
+    return fail(kFailure, zuvdr::tools::complaint(app, arguments.subspan(1), error));
+  } catch (const zuvdr::tools::InputError& error) {
+    return fail(kBadInput, error.what());
   }
   return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  occupy_closed_streams();
+  try {
+    const int status = run(argc, argv);
+    if (status == 0) zuvdr::tools::flush_standard_output();
+    return status;
+  } catch (const std::system_error& error) {
+    // What fmt::print throws does not name the stream.
+    const char* const stream = std::ferror(stdout) != 0 ? "standard output: " : "";
+    return fail(kFailure, fmt::format("{}{}", stream, error.what()));
+  } catch (const std::exception& error) {
+    return fail(kFailure, error.what());
+  }
 }

@@ -1,11 +1,15 @@
 #include <fmt/format.h>
-#include <CLI/CLI.hpp>
 
+#include <CLI/CLI.hpp>
+#include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "tools/cli/commands.h"
@@ -61,6 +65,20 @@ CLI::Validator between(double low, double high) {
           fmt::format("{} to {}", low, high)};
 }
 
+// CLI::Number takes signs, fractions and other bases.
+CLI::Validator whole_number() {
+  return {[](std::string& text) {
+            std::uint64_t value = 0;
+            const char* const end = text.data() + text.size();
+            const auto [behind, error] = std::from_chars(text.data(), end, value);
+            const bool whole = error == std::errc{} && behind == end;
+            return whole ? std::string()
+                         : fmt::format("{} is not a whole number from 0 to {}", text,
+                                       std::numeric_limits<std::uint64_t>::max());
+          },
+          ""};
+}
+
 void run(const SimulationOptions& options, const std::string& path) {
   EventLogWriter writer(path);
   for (const std::string& line : describe(options)) writer.comment(line);
@@ -93,7 +111,9 @@ void add_simulate_command(CLI::App& app) {
   command->add_option("--out", arguments->out, "the log; gzip when it ends in .gz, - for stdout")
       ->required()
       ->type_name("LOG");
-  command->add_option("--seed", route.seed, "of everything random")->capture_default_str();
+  command->add_option("--seed", route.seed, "of everything random")
+      ->check(whole_number())
+      ->capture_default_str();
   const CLI::Option* tunnel =
       command->add_option("--tunnel", route.tunnel, "time in the tunnel of a drive, s; 0: none")
           ->check(between(0.0, 1800.0))
@@ -118,6 +138,7 @@ void add_simulate_command(CLI::App& app) {
       command
           ->add_option("--walker", route.walker,
                        "who walks or handles the phone: 0 the average, any other number a person")
+          ->check(whole_number())
           ->capture_default_str();
   const CLI::Option* road =
       command->add_option("--road", arguments->road, "under the car: smooth or rough")
@@ -144,6 +165,10 @@ void add_simulate_command(CLI::App& app) {
       ->check(between(0.5, 179.5))
       ->capture_default_str();
 
+  command->footer(R"(Exit status: 0 done; 1 wrong usage, or the log could not be written.
+
+Example:
+  zuvdr simulate drive --tunnel 90 --seed 7 --out drive.csv.gz)");
   command->callback([=] {
     Arguments& given = *arguments;
     const Scenario scenario = kScenarios.at(given.scenario);
