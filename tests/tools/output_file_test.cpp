@@ -87,6 +87,7 @@ TEST_F(OutputFileTest, WhatCannotBeWrittenIsNamedWithItsReason) {
     const char* why;
   } cases[] = {
       {path("none/t.csv"), ": cannot open: No such file or directory"},
+      {"", ": cannot open: No such file or directory"},
       {path(""), ": cannot open: Is a directory"},
       {path("t.csv/u.csv"), ": cannot open: Not a directory"},
       {path("loop"), ": cannot open: Too many levels of symbolic links"},
@@ -127,6 +128,7 @@ TEST_F(OutputFileTest, InputsAndOtherOutputsAreNotOverwritten) {
   fs::create_hard_link(log, path("hard"));
   fs::create_symlink("t.csv", path("dangling"));
   fs::create_directory(path("a"));
+  fs::current_path(path(""));
   using Paths = std::vector<std::string>;
   const struct {
     Paths outputs;
@@ -139,6 +141,7 @@ TEST_F(OutputFileTest, InputsAndOtherOutputsAreNotOverwritten) {
       {{path("hard")}, "hard: would overwrite the input " + log},
       {{path("t.csv"), path("a/../t.csv")}, "t.csv: the same file as the output " + path("t.csv")},
       {{path("t.csv"), path("dangling")}, "dangling: the same file as the output " + path("t.csv")},
+      {{"t.csv", "./t.csv"}, "./t.csv: the same file as the output t.csv"},
       {{"-", "-"}, "standard output: named for two outputs"},
   };
   for (const auto& [outputs, why] : cases) {

@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <numbers>
 #include <random>
@@ -20,7 +18,7 @@
 #include <variant>
 #include <vector>
 
-#include "tests/tools/scratch.h"
+#include "tests/tools/program.h"
 #include "tools/evaluation/error_figures.h"
 #include "tools/evaluation/truth_window.h"
 #include "tools/logs/event_log.h"
@@ -184,29 +182,6 @@ TEST(ReplayTest, WithoutTruthRowsFollowTheFixesBySeconds) {
     EXPECT_GE(newest, (second - 6) * kSecond);
   }
 }
-
-class ProgramTest : public ScratchTest {
- protected:
-  struct Result {
-    int status;
-    std::string out;
-    std::string err;
-  };
-
-  Result run(const std::string& arguments) const {
-    const std::string command =
-        std::string(ZUVDR_PROGRAM) + " " + arguments + " >" + path("out") + " 2>" + path("err");
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(path("out")),
-            read_file(path("err"))};
-  }
-
-  std::string simulated(const std::string& scenario, const std::string& name) const {
-    const Result result = run("simulate " + scenario + " --out " + path(name));
-    EXPECT_EQ(result.status, 0) << result.err;
-    return path(name);
-  }
-};
 
 TEST_F(ProgramTest, ExitStatusAndMessageTellWhatIsWrong) {
   const std::string good = "G,1000000000,1,2,3,0,1,1,1,5,5,5,0,0,0,1,0,0\n";

@@ -97,8 +97,9 @@ std::string identity(const std::string& path, int standard) {
     if (!S_ISREG(status.st_mode)) return {};
     return fmt::format("{}:{}", status.st_dev, status.st_ino);
   }
+  if (path.empty() || path == "-") return {};
   std::error_code error;
-  return path == "-" ? std::string() : fs::weakly_canonical(place_of(path), error).string();
+  return fs::weakly_canonical(fs::absolute(place_of(path), error), error).string();
 }
 
 }  // namespace
@@ -106,7 +107,8 @@ std::string identity(const std::string& path, int standard) {
 void check_outputs(std::span<const std::string> inputs, std::span<const std::string> outputs) {
   std::vector<std::pair<std::string, std::string>> known;  // identity, why it is refused
   for (const std::string& path : inputs) {
-    known.emplace_back(identity(path, STDIN_FILENO), "would overwrite the input " + path);
+    const std::string input = path == "-" ? "standard input" : "the input " + path;
+    known.emplace_back(identity(path, STDIN_FILENO), "would overwrite " + input);
   }
   bool standard_output = false;
   for (const std::string& path : outputs) {
@@ -116,8 +118,9 @@ void check_outputs(std::span<const std::string> inputs, std::span<const std::str
     const std::string file = identity(path, STDOUT_FILENO);
     const auto same = std::ranges::find_if(
         known, [&](const auto& other) { return !file.empty() && other.first == file; });
-    if (same != known.end()) throw OutputError(fmt::format("{}: {}", path, same->second));
-    known.emplace_back(file, "the same file as the output " + path);
+    const std::string name = path == "-" ? "standard output" : path;
+    if (same != known.end()) throw OutputError(fmt::format("{}: {}", name, same->second));
+    known.emplace_back(file, "the same file as the output " + name);
   }
 }
 
@@ -133,7 +136,7 @@ OutputFile::OutputFile(const std::string& path)
   } else {
     struct stat status {};
     const bool there = stat(path.c_str(), &status) == 0;
-    if (!there && errno != ENOENT) fail("open");
+    if (!there && (errno != ENOENT || path.empty())) fail("open");
     if (there && !S_ISREG(status.st_mode)) {
       descriptor_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
     } else {

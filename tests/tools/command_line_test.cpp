@@ -1,0 +1,115 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+#include <string>
+
+#include "tests/tools/program.h"
+
+namespace zuvdr::tools {
+namespace {
+
+// Fixes, 10 s apart.
+std::string fixes(int count) {
+  std::string rows;
+  for (int i = 1; i <= count; ++i) {
+    rows += "G," + std::to_string(10 * i) + "000000000,1,2,3,0,1,1,1,5,5,5,0,0,0,1,0,0\n";
+  }
+  return rows;
+}
+
+TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
+  file("log.csv", fixes(3));
+  file("empty.csv", "# span_s: 1 2\n");
+  ASSERT_EQ(run("replay log.csv --out track.csv").status, 0);
+  std::filesystem::create_symlink("log.csv", path("link.csv"));
+  const std::string seed = "simulate walk --out new.csv --seed ";
+  const std::string no_seed =
+      " is not a whole number from 0 to 18446744073709551615 ("
+      "zuvdr simulate --help tells more)";
+  const std::string full = "standard output: cannot write: No space left on device";
+  const std::string closed = "standard output: cannot write: Bad file descriptor";
+  const struct {
+    std::string arguments;
+    int status;
+    std::string answer;
+  } cases[] = {
+      {"", 1, "A subcommand is required (zuvdr --help tells more)"},
+      {"repaly log.csv", 1, "unknown command repaly; did you mean replay?"},
+      {"draw log.csv", 1, "unknown command draw"},
+      {"replay log.csv --lenent", 1, "unknown option --lenent; did you mean --lenient?"},
+      {"replay", 1, "LOG is required (zuvdr replay --help tells more)"},
+      {seed + "-1", 1, "--seed: -1" + no_seed},
+      {seed + "1.5", 1, "--seed: 1.5" + no_seed},
+      {seed + "18446744073709551616", 1, "--seed: 18446744073709551616" + no_seed},
+      {"replay log.csv --out link.csv", 1, "link.csv: would overwrite the input log.csv"},
+      {"replay - --plot log.csv <log.csv", 1, "log.csv: would overwrite standard input"},
+      {"replay log.csv --out new.csv --out ./new.csv", 1,
+       "./new.csv: the same file as the output new.csv"},
+      {"steps log.csv --json x --scores x", 1, "x: the same file as the output x"},
+      {"plot track.csv --out track.csv", 1, "track.csv: would overwrite the input track.csv"},
+      {"--help >/dev/full", 1, full},
+      {"replay log.csv >/dev/full", 1, full},
+      {"steps log.csv >/dev/full", 1, full},
+      {"steps log.csv --json /dev/full", 1, "/dev/full: cannot write: No space left on device"},
+      {"simulate walk --out - >/dev/full", 1, full},
+      {"--version >&-", 1, closed},
+      {"replay log.csv --out closed.csv >&-", 1, closed},
+      {"replay empty.csv --out track.csv", 2, "empty.csv: no rows"},
+      {"steps empty.csv", 2, "empty.csv: no rows"},
+      {"plot - --out new.svg </dev/null", 2, "standard input: no rows"},
+  };
+  const std::string track = read_file(path("track.csv"));
+  for (const auto& [arguments, status, answer] : cases) {
+    const Result result = run(arguments);
+    EXPECT_EQ(result.status, status) << arguments;
+    EXPECT_EQ(result.err, "zuvdr: " + answer + "\n") << arguments;
+  }
+  EXPECT_EQ(read_file(path("track.csv")), track);
+  EXPECT_EQ(read_file(path("closed.csv")), track) << "the summary must not get into the track";
+  for (const auto& entry : std::filesystem::directory_iterator(path(""))) {
+    const std::string name = entry.path().filename();
+    EXPECT_FALSE(name.starts_with("new") || name.ends_with(".part")) << name;
+  }
+}
+
+TEST_F(ProgramTest, SkippedRowsAreNamed) {
+  std::string bad;
+  for (int i = 0; i < 12; ++i) bad += "P,x\n";
+  file("log.csv", fixes(3) + bad);
+  for (const std::string command : {"replay", "steps"}) {
+    std::istringstream lines(run(command + " --lenient log.csv").err);
+    std::string line;
+    for (int number = 4; number < 14; ++number) {
+      std::getline(lines, line);
+      EXPECT_EQ(line, "zuvdr: skipped log.csv:" + std::to_string(number) +
+                          ": field time_ns: not an integer ('x')");
+    }
+    std::getline(lines, line);
+    EXPECT_EQ(line, "zuvdr: ... and 2 more");
+    EXPECT_FALSE(std::getline(lines, line)) << line;
+  }
+}
+
+TEST_F(ProgramTest, ATrackOnStandardOutputCanBeFollowed) {
+  file("log.csv", fixes(3));
+  // The log does not end before the first rows of the track have been seen, or 10 s are over.
+  const std::string log =
+      "(cat log.csv; for i in $(seq 100); do test $(wc -l <out) -gt 1 && touch seen && break; "
+      "sleep 0.1; done) | ";
+  EXPECT_EQ(run("replay - --out -", log).status, 0);
+  EXPECT_TRUE(std::filesystem::exists(path("seen")));
+}
+
+TEST_F(ProgramTest, HelpFitsATerminalAndHasTheExitStatus) {
+  for (const std::string command : {"", "replay", "simulate", "steps", "plot"}) {
+    const std::string help = run(command + " --help").out;
+    EXPECT_NE(help.find("\nExit status: 0"), std::string::npos) << command;
+    std::istringstream lines(help);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 100U) << line;
+  }
+}
+
+}  // namespace
+}  // namespace zuvdr::tools
