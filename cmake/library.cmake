@@ -26,10 +26,12 @@ add_library(ZuVDR SHARED
   kf/transition.cpp
   kf/update_core.cpp
   nav/attitude.cpp
+  nav/earth.cpp
   nav/geodesy.cpp
   nav/ins.cpp
   nav/matrix.cpp
   nav/motion.cpp
+  nav/mounting.cpp
   nav/signal.cpp
   pdr/pedestrian_filter.cpp
   pdr/step_detector.cpp

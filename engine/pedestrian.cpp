@@ -4,8 +4,8 @@
 #include "engine/gnss_epoch.h"
 #include "engine/insZuAlgo.h"
 #include "nav/clock.h"
+#include "nav/earth.h"
 #include "nav/geodesy.h"
-#include "nav/ins.h"
 #include "pdr/step_length.h"
 
 namespace {

@@ -7,6 +7,7 @@
 #include "nav/attitude.h"
 #include "nav/constants.h"
 #include "nav/ins.h"
+#include "nav/mounting.h"
 #include "nav/vector3.h"
 
 using zuvdr::kAttitude;

@@ -5,6 +5,7 @@
 #include "kf/kf.h"
 #include "nav/attitude.h"
 #include "nav/ins.h"
+#include "nav/mounting.h"
 
 using zuvdr::kAccBias;
 using zuvdr::kAttitude;

@@ -14,6 +14,7 @@
 #include "kf/kf.h"
 #include "kf/update_core.h"
 #include "nav/ins.h"
+#include "nav/mounting.h"
 #include "nav/vector3.h"
 
 using zuvdr::dot;

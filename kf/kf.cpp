@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "nav/ins.h"
+#include "nav/earth.h"
 
 using zuvdr::kStates;
 

@@ -30,21 +30,6 @@ HalfAngle half_angle(const double rv[3]) {
   return {std::cos(r / 2.0), std::sin(r / 2.0) / r};
 }
 
-void quaternion_to_matrix(const double q[4], double C[9]) {
-  const double q00 = q[0] * q[0], q11 = q[1] * q[1], q22 = q[2] * q[2], q33 = q[3] * q[3];
-  const double q01 = q[0] * q[1], q02 = q[0] * q[2], q03 = q[0] * q[3];
-  const double q12 = q[1] * q[2], q13 = q[1] * q[3], q23 = q[2] * q[3];
-  C[0] = q00 + q11 - q22 - q33;
-  C[1] = 2.0 * (q12 - q03);
-  C[2] = 2.0 * (q13 + q02);
-  C[3] = 2.0 * (q12 + q03);
-  C[4] = q00 - q11 + q22 - q33;
-  C[5] = 2.0 * (q23 - q01);
-  C[6] = 2.0 * (q13 - q02);
-  C[7] = 2.0 * (q23 + q01);
-  C[8] = q00 - q11 - q22 + q33;
-}
-
 Matrix3 matrix_zxy(double pitch, double roll, double yaw) {
   const double sp = std::sin(pitch), cp = std::cos(pitch);
   const double sr = std::sin(roll), cr = std::cos(roll);
@@ -67,6 +52,21 @@ namespace zuvdr {
 void normalise(double q[4]) {
   const double norm = std::sqrt(q[0] * q[0] + q[1] * q[1] + q[2] * q[2] + q[3] * q[3]);
   for (int i = 0; i < 4; ++i) q[i] /= norm;
+}
+
+void quaternion_to_matrix(const double q[4], double C[9]) {
+  const double q00 = q[0] * q[0], q11 = q[1] * q[1], q22 = q[2] * q[2], q33 = q[3] * q[3];
+  const double q01 = q[0] * q[1], q02 = q[0] * q[2], q03 = q[0] * q[3];
+  const double q12 = q[1] * q[2], q13 = q[1] * q[3], q23 = q[2] * q[3];
+  C[0] = q00 + q11 - q22 - q33;
+  C[1] = 2.0 * (q12 - q03);
+  C[2] = 2.0 * (q13 + q02);
+  C[3] = 2.0 * (q12 + q03);
+  C[4] = q00 - q11 + q22 - q33;
+  C[5] = 2.0 * (q23 - q01);
+  C[6] = 2.0 * (q13 - q02);
+  C[7] = 2.0 * (q23 + q01);
+  C[8] = q00 - q11 - q22 + q33;
 }
 
 void matrix_to_euler(const double C[9], int mode, double att[3]) {
@@ -142,14 +142,8 @@ void qdelphi(double q[4], const double phi[3]) {
 
 void attsyn(const double q[4], INS& ins) {
   if (q != ins.qnb) std::copy_n(q, 4, ins.qnb);
-  quaternion_to_matrix(ins.qnb, ins.Cnb);
+  zuvdr::quaternion_to_matrix(ins.qnb, ins.Cnb);
   zuvdr::matrix_to_euler(ins.Cnb, ins.att_mode, ins.att);
-}
-
-void InstallAttsyn(const double q[4], INS& ins) {
-  if (q != ins.install_qnb) std::copy_n(q, 4, ins.install_qnb);
-  quaternion_to_matrix(ins.install_qnb, ins.install_Cnb);
-  zuvdr::matrix_to_euler(ins.install_Cnb, ins.att_mode, ins.install_att);
 }
 
 void a2mat(const double att[3], double C[3][3]) {

@@ -34,9 +34,6 @@ ZUVDR_EXPORT void qdelphi(double q[4], const double phi[3]);
 // than 1 and 2). asin gets the matrix element unclamped. q may be ins.qnb itself.
 ZUVDR_EXPORT void attsyn(const double q[4], INS& ins);
 
-// The same into the mounting block: install_qnb, install_Cnb, install_att.
-ZUVDR_EXPORT void InstallAttsyn(const double q[4], INS& ins);
-
 // C from att = [pitch, roll, yaw], mode-2 sequence. For hosts.
 ZUVDR_EXPORT void a2mat(const double att[3], double C[3][3]);
 
@@ -63,6 +60,9 @@ namespace zuvdr {
 
 // q <- q / |q|.
 void normalise(double q[4]);
+
+// C of the unit quaternion q.
+void quaternion_to_matrix(const double q[4], double C[9]);
 
 // The following speak of att in the order of the mode. In modes other than 1 and 2 they leave their
 // output alone.

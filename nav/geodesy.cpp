@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "nav/ins.h"
+#include "nav/earth.h"
 
 namespace {
 

@@ -43,21 +43,6 @@ void zuvdr::clear(INS& ins) {
   att_mode = 0;
 }
 
-void zuvdr::update_mounting_matrix(INS& ins) {
-  multiply_transposed<3, 3, 3>(ins.install_Cnb, ins.Cnb, ins.Cmount);
-}
-
-void GlvInit(glvs& glv) {
-  glv.Re = 6378137;
-  glv.f = 0.0033528131778969143;  // 1/298.257
-  glv.wie = 7.2921151467e-05;
-  glv.g0 = kGravity;
-  glv.hur = 3600.0;
-  glv.e = 0.08181922145552321;
-  glv.e2 = 0.00669438499958795;
-  glv.pi = zuvdr::kPi;
-}
-
 void InsInit1(double* qnb, INS& ins, double* db, double* eb, double* vn, double* pos, glvs& glv,
               int att_mode) {
   ins.att_mode = att_mode;
@@ -75,15 +60,6 @@ void InsInit1(double* qnb, INS& ins, double* db, double* eb, double* vn, double*
   std::copy_n(ins.Cnb, 9, ins.install_Cnb);
   zero(ins.Cmount);
   ins.Cmount[0] = ins.Cmount[4] = ins.Cmount[8] = 1.0;
-}
-
-void InstallAngleInit(INS& ins) {
-  ins.install_att[0] = ins.att[0];
-  ins.install_att[1] = ins.att[1];
-  ins.install_att[2] = 0.0;
-  const double yaw_pitch_roll[3] = {0.0, ins.install_att[0], ins.install_att[1]};
-  euler2rot_2(yaw_pitch_roll, ins.install_Cnb);
-  zuvdr::update_mounting_matrix(ins);
 }
 
 void b2n(INS& ins, double* vb, double* vn_out) {

@@ -1,7 +1,6 @@
-// The strapdown navigator of the vehicle: its record, the earth constants, initialisation and
-// mechanisation. The frame is a flat, non-rotating local level frame (east, north, up, metres) with
-// constant gravity; there are no earth-rate, transport-rate or Coriolis terms. Inputs are not
-// checked.
+// The strapdown navigator of the vehicle: its record, initialisation and mechanisation. The frame
+// is a flat, non-rotating local level frame (east, north, up, metres) with constant gravity; there
+// are no earth-rate, transport-rate or Coriolis terms. Inputs are not checked.
 #pragma once
 
 #include <cstddef>
@@ -9,21 +8,7 @@
 #include <deque>
 
 #include "ZuVDR.h"
-
-// Earth and unit constants (WGS 84).
-struct glvs {
-  std::uint32_t Re;  // equatorial radius, m
-  double f;          // flattening
-  double wie;        // earth rotation rate, rad/s
-  double g0;         // standard gravity, m/s^2
-  double reserved;   // not set, not read
-  double hur;        // seconds per hour
-  double e;          // first eccentricity
-  double e2;         // its square
-  double pi;
-};
-static_assert(sizeof(glvs) == 72);
-static_assert(offsetof(glvs, f) == 8 && offsetof(glvs, hur) == 40 && offsetof(glvs, pi) == 64);
+#include "nav/earth.h"
 
 // State of the navigator. Body frame: the sensor axes; navigation frame: east, north, up.
 struct INS {
@@ -54,18 +39,11 @@ static_assert(offsetof(INS, Cnb) == 104 && offsetof(INS, fn) == 176 && offsetof(
 static_assert(offsetof(INS, db) == 296 && offsetof(INS, wb) == 392);
 static_assert(offsetof(INS, pitch_hist) == 440);
 
-// Fills the constants.
-ZUVDR_EXPORT void GlvInit(glvs& glv);
-
 // Starts the navigator: attitude qnb (4), biases db (m/s^2) and eb (rad/s), velocity vn (m/s),
 // position pos (m), Euler order att_mode. The mounting block is set to the attitude, Cmount to the
 // identity, glv to its constants. The attitude histories are left alone.
 ZUVDR_EXPORT void InsInit1(double* qnb, INS& ins, double* db, double* eb, double* vn, double* pos,
                            glvs& glv, int att_mode);
-
-// Mounting block from the present pitch and roll, yaw 0; install_qnb is left alone. For hosts; the
-// engine does not call it.
-ZUVDR_EXPORT void InstallAngleInit(INS& ins);
 
 // One mechanisation step of dt seconds. imu: gyroscope x, y, z (rad/s), accelerometer x, y, z
 // (m/s^2), body frame. dt = 0 makes fb, wb and fn NaN.
@@ -91,8 +69,5 @@ namespace zuvdr {
 
 // Zeroes every member and empties the histories.
 void clear(INS& ins);
-
-// Cmount = install_Cnb Cnb^T: navigation frame to vehicle frame.
-void update_mounting_matrix(INS& ins);
 
 }  // namespace zuvdr

@@ -12,6 +12,7 @@
 #include "nav/attitude.h"
 #include "nav/ins.h"
 #include "nav/matrix.h"
+#include "nav/mounting.h"
 
 namespace zuvdr::dense {
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "kf/kf.h"
+#include "nav/mounting.h"
 #include "tests/nav/rotations.h"
 
 namespace zuvdr::tests {

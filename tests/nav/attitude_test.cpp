@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "nav/mounting.h"
 #include "tests/nav/rotations.h"
 
 namespace {
