@@ -17,6 +17,8 @@ constexpr double kSmallestExtent = 10.0;  // m, so that a standstill does not fi
 constexpr double kEarthRadius = 6.4e6;    // m
 constexpr double kFarthest = 1e6;         // pixels from the middle
 
+constexpr std::size_t kThinnedAtOnce = 1000;  // points; the time grows with its square
+
 constexpr std::size_t kFewestToJudge = 10;
 constexpr double kOutlierDistance = 5.0;  // times that of the farthest other position
 constexpr double kSmallestRadius = 20.0;  // m
@@ -148,7 +150,12 @@ std::vector<Pixel> thin_line(const std::vector<Pixel>& line, double tolerance) {
   if (line.size() < 3) return line;
   std::vector<bool> keep(line.size(), false);
   keep.front() = keep.back() = true;
-  std::vector<std::pair<std::size_t, std::size_t>> open{{0, line.size() - 1}};
+  std::vector<std::pair<std::size_t, std::size_t>> open;
+  for (std::size_t from = 0; from + 1 < line.size(); from += kThinnedAtOnce) {
+    const std::size_t to = std::min(from + kThinnedAtOnce, line.size() - 1);
+    keep[to] = true;
+    open.emplace_back(from, to);
+  }
   while (!open.empty()) {
     const auto [from, to] = open.back();
     open.pop_back();
