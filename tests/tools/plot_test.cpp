@@ -290,11 +290,11 @@ TEST_F(PlotTest, NothingIsWrittenOverAnotherInAWideFont) {
 }
 
 TEST_F(PlotTest, LongTracksMakeSmallPicturesWithinAPixel) {
-  // 8 km to the east and 6000 waves of 80 m: on the map 804 and 8 pixels.
+  // 8 km to the east and 9600 waves of 80 m: on the map 804 and 8 pixels.
   std::vector<TrackRow> rows;
   for (int i = 0; i <= 96'000; ++i) {
     rows.push_back(row_at(i, 90, 8040.0 * i / 96'000.0));
-    move(rows.back(), 0, 40.0 * std::sin(i * std::numbers::pi / 8.0));
+    move(rows.back(), 0, 40.0 * std::sin(i * std::numbers::pi / 5.0));
   }
   const std::string svg = plotted({{"t", rows}});
   EXPECT_LT(svg.size(), 500'000U) << "of 3.7 MB";

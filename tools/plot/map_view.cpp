@@ -17,7 +17,7 @@ constexpr double kSmallestExtent = 10.0;  // m, so that a standstill does not fi
 constexpr double kEarthRadius = 6.4e6;    // m
 constexpr double kFarthest = 1e6;         // pixels from the middle
 
-constexpr std::size_t kThinnedAtOnce = 1000;  // points; the time grows with its square
+constexpr std::size_t kThinnedAtOnce = 200;  // points; the time grows with its square
 
 constexpr std::size_t kFewestToJudge = 10;
 constexpr double kOutlierDistance = 5.0;  // times that of the farthest other position

@@ -54,7 +54,7 @@ class MapView {
 };
 
 // The line without the points that lie within `tolerance` of what is left (Douglas and Peucker).
-// First and last point stay, and every thousandth.
+// First and last point stay, and every two-hundredth.
 std::vector<Pixel> thin_line(const std::vector<Pixel>& line, double tolerance);
 
 // At most one dot, the first, of every square cell of the given size.
