@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "engine/insZuAlgo.h"
+#include "engine/limits.h"
 #include "kf/kf.h"
 #include "nav/attitude.h"
 #include "nav/clock.h"
@@ -10,12 +11,6 @@
 #include "nav/geodesy.h"
 #include "nav/ins.h"
 #include "nav/motion.h"
-
-namespace {
-
-constexpr float kAlignmentSpeed = 6.0F;  // m/s, course good enough for a heading
-
-}  // namespace
 
 void insZuAlgo::initialise_navigator(double dt) {
   ins_aligned = 1;
@@ -51,7 +46,8 @@ void insZuAlgo::align_navigator_with_gnss() {
   // The angle between both accelerations only gates: exactly zero means that there was none. NaN,
   // from two fixes with the same time, passes.
   const double psi = CalculateAccPsi(ins, acc_gnss, acc_g);
-  if (psi == 0.0 || ins_init_enable == 0 || moving == 0 || gps_fix.speed <= kAlignmentSpeed) return;
+  if (psi == 0.0 || ins_init_enable == 0 || moving == 0 || gps_fix.speed <= zuvdr::kAlignmentSpeed)
+    return;
 
   std::copy_n(gps_vel, 3, ins.vn);
   ins.att[2] = -std::atan2(gps_vel[0], gps_vel[1]);

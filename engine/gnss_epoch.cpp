@@ -1,7 +1,8 @@
 // One GNSS fix: its quality, the vehicle's alignment, update or dead reckoning, then the walker.
-#include "engine/gnss_epoch.h"
-
+#include "engine/fix_quality.h"
 #include "engine/insZuAlgo.h"
+#include "engine/limits.h"
+#include "engine/output_status.h"
 #include "kf/kf.h"
 #include "nav/clock.h"
 #include "nav/geodesy.h"
@@ -12,14 +13,6 @@ using zuvdr::kRaw;
 using zuvdr::kUpdated;
 
 namespace {
-
-// Quality test: largest accuracies, 1 sigma. The receivers this was tuned on are least sure of
-// north.
-constexpr double kVelAccE = 1.91;  // m/s
-constexpr double kVelAccN = 1.95;
-constexpr double kVelAccU = 1.55;
-constexpr float kPosAcc = 250.0F;  // m
-constexpr float kSpeedAcc = 3.0F;  // m/s
 
 constexpr double kSidewaysSigma = 0.1;   // m/s, pseudo-measurements of the GNSS update
 constexpr double kVerticalSigma = 0.05;  // m/s
@@ -36,16 +29,7 @@ int insZuAlgo::algo_gps_update(int sample) {
 }
 
 bool insZuAlgo::fix_passes_quality_test() const {
-  const GpsData& fix = gps_fix;
-  const bool small = static_cast<double>(fix.vel_acc_e) < kVelAccE &&
-                     static_cast<double>(fix.vel_acc_n) < kVelAccN &&
-                     static_cast<double>(fix.vel_acc_u) < kVelAccU && fix.pos_acc_e < kPosAcc &&
-                     fix.pos_acc_n < kPosAcc && fix.pos_acc_u < kPosAcc &&
-                     fix.speed_acc < kSpeedAcc;
-  // Zero stands for "unknown".
-  return small && fix.vel_acc_e > 0.0F && fix.vel_acc_n > 0.0F && fix.vel_acc_u > 0.0F &&
-         fix.pos_acc_e > 0.0F && fix.pos_acc_n > 0.0F && fix.pos_acc_u > 0.0F &&
-         fix.speed_acc > 0.0F;
+  return zuvdr::passes_quality_test(gps_fix);
 }
 
 int insZuAlgo::vehicle_gnss_epoch(int stability, int tunnel) {

@@ -1,8 +1,9 @@
 // The walker: detection of his steps, his history, propagation and fixes, what starts and ends him.
 #include <algorithm>
 
-#include "engine/gnss_epoch.h"
 #include "engine/insZuAlgo.h"
+#include "engine/limits.h"
+#include "engine/output_status.h"
 #include "nav/clock.h"
 #include "nav/earth.h"
 #include "nav/geodesy.h"

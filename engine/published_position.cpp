@@ -1,14 +1,8 @@
 // The position that hosts read: the raw fix or a filtered one, and the range it may lie in.
-#include "engine/gnss_epoch.h"
 #include "engine/insZuAlgo.h"
+#include "engine/limits.h"
+#include "engine/output_status.h"
 #include "nav/geodesy.h"
-
-namespace {
-
-constexpr double kLargestLongitude = 180.0;  // degrees
-constexpr double kLargestLatitude = 90.0;
-
-}  // namespace
 
 int insZuAlgo::raw_output() {
   loc_lon = gps_pos[0];
@@ -30,8 +24,8 @@ void insZuAlgo::publish(const double* reference, double east, double north, doub
 int insZuAlgo::guard_range(int status) {
   gps_status = status;
   if (status == zuvdr::kUpdated || status == zuvdr::kDeadReckoned) {
-    if (loc_lon < 0.0 || loc_lon > kLargestLongitude || loc_lat < 0.0 ||
-        loc_lat > kLargestLatitude) {
+    if (loc_lon < 0.0 || loc_lon > zuvdr::kLargestLongitude || loc_lat < 0.0 ||
+        loc_lat > zuvdr::kLargestLatitude) {
       InsClear();
       gps_status = status;
       restart_pedestrian();

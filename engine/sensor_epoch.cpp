@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "engine/insZuAlgo.h"
+#include "engine/limits.h"
 #include "kf/kf.h"
 #include "kf/time_update.h"
 #include "nav/clock.h"
@@ -14,7 +15,6 @@
 
 namespace {
 
-constexpr double kLongestStep = 1.5;    // s; a longer gap is not integrated
 constexpr double kConvergedTilt = 0.2;  // degrees, 1 sigma
 
 }  // namespace
@@ -28,7 +28,7 @@ int insZuAlgo::algo_sensor_update() {
   last_sensor_time = t;
   double dt = zuvdr::elapsed_seconds(t, prev_epoch_time);
   prev_epoch_time = t;
-  if (dt > kLongestStep) dt = 0.0;
+  if (dt > zuvdr::kLongestStep) dt = 0.0;
 
   aLowPassFilter(imu + 3, acc_lpf);
   wLowPassFilter(imu, gyr_lpf);

@@ -3,11 +3,12 @@
 #include <utility>
 
 #include "engine/insZuAlgo.h"
+#include "engine/limits.h"
 #include "nav/clock.h"
 
 namespace {
 
-constexpr std::int64_t kPairingTolerance = 40000000;  // ns
+using zuvdr::kPairingTolerance;
 
 constexpr std::int32_t kInertialPaired = 1;
 constexpr std::int32_t kMagnetometerPaired = 2;
