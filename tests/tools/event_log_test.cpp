@@ -83,6 +83,9 @@ TEST_F(EventLogTest, MalformedRowIsNamedByFileLineAndField) {
       {"T,1000,1,2,3,4", "field vel_n: missing ('')"},
       {"T,1000,1,2,3,4,5,6,7,8,9,0", "field 12: one too many ('0')"},
       {"P,1,2", "field 3: one too many ('2')"},
+      {"T,1000,90.001,2,3", "field latitude: not within -90 to 90 ('90.001')"},
+      {"G,1000,-95,2,3,4,5,6,7,8,9,10,11,12,13,14,15,0",
+       "field latitude: not within -90 to 90 ('-95')"},
   };
   for (const auto& [row, message] : cases) {
     const std::string log = file("log.csv", "# span_s: 1.5 20\n\nP,1\n" + row + "\nP,2\n");
@@ -197,7 +200,7 @@ TEST_F(EventLogTest, NumbersSurviveWritingAndReading) {
     SensorRow sensor{{1, {}, static_cast<std::int64_t>(random())}};
     std::copy_n(&doubles[i], 6, sensor.event.values);
     FixRow row{};
-    row.fix.latitude = doubles[i];
+    row.fix.longitude = doubles[i];
     row.fix.vel_e = floats[i];
     row.fix.vel_n = floats[i + 1];
     row.fix.bearing = floats[i + 2];

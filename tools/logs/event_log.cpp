@@ -81,6 +81,14 @@ SensorRow parse_sensor(const FieldSplitter& behind_kind) {
   return {event};
 }
 
+// Hosts and truth alike; NaN and infinity are let through, to show how the engine takes them.
+void check_latitude(double latitude) {
+  constexpr double kPole = 90.0;  // degrees
+  if (std::isfinite(latitude) && std::fabs(latitude) > kPole) {
+    fail_field("latitude", "not within -90 to 90", fmt::format("{}", latitude));
+  }
+}
+
 FixRow parse_fix(const FieldSplitter& behind_kind) {
   Fields fields(behind_kind, kFixFields);
   GpsData fix{};
@@ -89,6 +97,7 @@ FixRow parse_fix(const FieldSplitter& behind_kind) {
               fix.vel_acc_n, fix.vel_acc_u, fix.pos_acc_e, fix.pos_acc_n, fix.pos_acc_u, fix.vel_e,
               fix.vel_n, fix.vel_u, fix.speed_acc, fix.bearing, sample);
   fields.finish();
+  check_latitude(fix.latitude);
   return {fix, sample};
 }
 
@@ -103,6 +112,7 @@ TruthRow parse_truth(const FieldSplitter& behind_kind) {
   if (!fields.at_end()) fields.take(v[0], v[1], v[2]);
   if (!fields.at_end()) fields.take(a[0], a[1], a[2]);
   fields.finish();
+  check_latitude(truth.latitude);
   return truth;
 }
 
@@ -181,6 +191,10 @@ bool EventLogReader::next(EventRow& row) {
     throw EventLogError(fmt::format("{}: no rows{}", state_->lines.name(), skipped));
   }
   return false;
+}
+
+std::int64_t EventLogReader::line_number() const {
+  return state_->line_number;
 }
 
 std::int64_t EventLogReader::skipped() const {

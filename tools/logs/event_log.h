@@ -61,6 +61,9 @@ class EventLogReader {
   // without rows is an error at its end.
   bool next(EventRow& row);
 
+  // Where the latest row stands in the log, from 1.
+  std::int64_t line_number() const;
+
   // Rows passed over because they were malformed (lenient only), and what was wrong with the first
   // of them, at most ten.
   std::int64_t skipped() const;
