@@ -8,6 +8,7 @@ class App;
 
 namespace zuvdr::tools {
 
+void add_check_command(CLI::App& app);     // check_command.cpp
 void add_replay_command(CLI::App& app);    // replay_command.cpp
 void add_simulate_command(CLI::App& app);  // simulate_command.cpp
 void add_steps_command(CLI::App& app);     // steps_command.cpp

@@ -53,10 +53,11 @@ int run(int argc, char** argv) {
   zuvdr::tools::add_simulate_command(app);
   zuvdr::tools::add_steps_command(app);
   zuvdr::tools::add_plot_command(app);
+  zuvdr::tools::add_check_command(app);
   // After the commands: they would inherit it.
   app.footer(
       R"(Exit status: 0 done; 1 wrong usage, or something could not be written or drawn; 2 an input could
-not be read, has a malformed row or no rows.
+not be read, has a malformed row or no rows; 3 zuvdr check found what breaks a solution.
 
 Example:
   zuvdr replay drive.csv.gz --out drive.csv
@@ -67,6 +68,8 @@ Each command has its own --help.)");
     std::ostringstream answer;
     app.exit(request, answer, answer);
     fmt::print("{}", answer.str());
+  } catch (const CLI::RuntimeError& status) {
+    return status.get_exit_code();
   } catch (const CLI::Error& error) {
     const std::span<char* const> arguments(argv, static_cast<std::size_t>(argc));
     return fail(kFailure, zuvdr::tools::complaint(app, arguments.subspan(1), error));

@@ -194,7 +194,7 @@ bool EventLogReader::next(EventRow& row) {
 }
 
 std::int64_t EventLogReader::line_number() const {
-  return state_->line_number;
+  return state_->lines.number();
 }
 
 std::int64_t EventLogReader::skipped() const {

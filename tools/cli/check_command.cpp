@@ -1,0 +1,139 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/cli/commands.h"
+#include "tools/cli/progress_bar.h"
+#include "tools/evaluation/log_check.h"
+#include "tools/logs/event_log.h"
+
+namespace zuvdr::tools {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr int kBadLog = 2;
+constexpr int kBreaks = 3;
+
+struct Options {
+  std::vector<std::string> logs;
+  bool json = false;
+  bool lenient = false;
+};
+
+struct CheckedLog {
+  LogCheck check;
+  std::int64_t skipped;
+};
+
+CheckedLog check_log(const std::string& path, bool lenient) {
+  EventLogReader reader(path, lenient);
+  LogCheck check;
+  ProgressBar bar;
+  EventRow row;
+  while (reader.next(row)) {
+    check.add(row, reader.line_number());
+    if (bar.due()) bar.show(reader.progress());
+  }
+  check.finish();
+  return {std::move(check), reader.skipped()};
+}
+
+void print_text(const std::string& path, const CheckedLog& log, bool several) {
+  if (several) fmt::print("{}\n", path);
+  fmt::print("Rows         {}, {:.1f} s\n", log.check.rows(), log.check.length());
+  fmt::print("{}", log.check.text());
+  if (log.skipped > 0) fmt::print("Skipped rows {} (malformed)\n", log.skipped);
+  if (log.check.findings().empty()) fmt::print("Nothing found\n");
+  if (several) fmt::print("\n");
+}
+
+Json to_json(const std::string& path, const CheckedLog& log) {
+  const LogCheck& check = log.check;
+  // nlohmann writes NaN as null.
+  Json json{{"log", path},
+            {"rows", check.rows()},
+            {"skipped_rows", log.skipped},
+            {"seconds", check.length()},
+            {"accelerometer_hz", check.rate(Stream::kAccelerometer)},
+            {"gyroscope_hz", check.rate(Stream::kGyroscope)},
+            {"breaks", check.breaks()},
+            {"findings", Json::array()}};
+  for (const Finding& finding : check.findings()) {
+    Json entry{{"stream", stream_name(finding.stream)},
+               {"fault", fault_name(finding.fault)},
+               {"breaks", finding.breaks},
+               {"count", finding.count},
+               {"line", nullptr},
+               {"time_ns", nullptr},
+               {"seconds", nullptr},
+               {"worst", finding.worst},
+               {"text", finding.text}};
+    if (finding.line > 0) entry["line"] = finding.line;
+    if (finding.time_ns) {
+      entry["time_ns"] = *finding.time_ns;
+      entry["seconds"] = check.since_start(*finding.time_ns);
+    }
+    json["findings"].push_back(std::move(entry));
+  }
+  return json;
+}
+
+void run(const Options& options) {
+  int status = 0;
+  Json logs = Json::array();
+  for (const std::string& path : options.logs) {
+    try {
+      const CheckedLog log = check_log(path, options.lenient);
+      if (log.check.breaks() && status == 0) status = kBreaks;
+      if (options.json) {
+        logs.push_back(to_json(path, log));
+      } else {
+        print_text(path, log, options.logs.size() > 1);
+        std::fflush(stdout);
+      }
+    } catch (const EventLogError& error) {
+      status = kBadLog;
+      fmt::print(stderr, "zuvdr: {}\n", error.what());
+      if (options.json) logs.push_back({{"log", path}, {"error", error.what()}});
+    }
+  }
+  if (options.json) {
+    // Names of files need not be UTF-8.
+    fmt::print("{}\n", Json{{"logs", logs}}.dump(2, ' ', false, Json::error_handler_t::replace));
+  }
+  if (status != 0) throw CLI::RuntimeError(status);
+}
+
+}  // namespace
+
+void add_check_command(CLI::App& app) {
+  CLI::App* command =
+      app.add_subcommand("check", "Tell what is wrong with event logs, without the engine");
+  const auto options = std::make_shared<Options>();
+  command->add_option("LOG", options->logs, "Event logs, plain or gzip; - for standard input")
+      ->required();
+  command->add_flag("--json", options->json, "Print JSON");
+  command->add_flag("--lenient", options->lenient,
+                    "Skip and count malformed rows instead of stopping at the first");
+  command->footer(
+      "Sensor rates, gaps, time stamps that repeat, go back or stand apart, values that are not\n"
+      "finite, fixes that are out of range, outside the north-eastern quadrant or fail the\n"
+      "quality test; of each kind how often, and line and time of the first. docs/check.md tells\n"
+      "what each means.\n"
+      "\n"
+      "Exit status: 0 nothing, or warnings only; 1 wrong usage, or the answer could not be written; 3 something would break the solution; 2 a log\n"
+      "could not be read (the others are still checked).\n"
+      "\n"
+      "Example:\n"
+      "  zuvdr check drives/*.csv.gz");
+  command->callback([options] { run(*options); });
+}
+
+}  // namespace zuvdr::tools
