@@ -81,15 +81,17 @@ TEST(TruthWindowTest, InterpolatesInsideAndKnowsItsBounds) {
   truth.add(truth_row(10 * kSecond, 40.0, 179.5));
   truth.add(truth_row(12 * kSecond, 41.0, -179.5));
   truth.add(truth_row(11 * kSecond, 99.0, 99.0));     // late: dropped
-  truth.add(truth_row(17 * kSecond + 1, 50.0, 0.0));  // just over 5 s later
+  truth.add(truth_row(17 * kSecond + 1, 50.0, 0.0));  // just over 5 s later: waits for the next
+  truth.add(truth_row(17 * kSecond + 2, 50.0, 0.0));
   EXPECT_EQ(truth.at(10 * kSecond)->latitude, 40.0);
   EXPECT_DOUBLE_EQ(truth.at(10 * kSecond + kSecond / 2)->latitude, 40.25);
   EXPECT_DOUBLE_EQ(truth.at(10 * kSecond + kSecond / 2)->longitude, 179.75);  // the short way round
   EXPECT_FALSE(truth.at(10 * kSecond - 1));
   EXPECT_FALSE(truth.at(14 * kSecond));
-  EXPECT_TRUE(truth.covers(17 * kSecond + 1));
-  EXPECT_FALSE(truth.covers(17 * kSecond + 2));
-  truth.add(truth_row(71 * kSecond, 51.0, 0.0));  // the first rows leave the window
+  EXPECT_TRUE(truth.covers(17 * kSecond + 2));
+  EXPECT_FALSE(truth.covers(17 * kSecond + 3));
+  truth.add(truth_row(71 * kSecond, 51.0, 0.0));
+  truth.add(truth_row(71 * kSecond + 1, 51.0, 0.0));  // the first rows leave the window
   EXPECT_FALSE(truth.at(10 * kSecond));
   EXPECT_TRUE(truth.at(12 * kSecond));
 }
@@ -105,7 +107,7 @@ std::vector<Outage> outages(std::string_view fixes, double truth_latitude) {
     TrackRow row{};
     row.output_time_ns = second * kSecond;
     row.time_ns = row.output_time_ns + kSecond;
-    row.status = fix == '+' ? 1 : 2;
+    row.status = fix == '+' ? 1 : fix == 'r' ? 0 : 2;
     row.longitude = 1e-4 * second + 1e-5 * ahead;
     row.fix_accepted = fix == '+';
     row.truth_latitude = truth_latitude;
@@ -118,22 +120,23 @@ std::vector<Outage> outages(std::string_view fixes, double truth_latitude) {
   return finder.outages();
 }
 
-TEST(OutageFinderTest, FindsStretchesOfTheVehicleOnly) {
-  const std::vector<Outage> found = outages("rrr+-+---+ww+--r-+-----", 0.0);
+TEST(OutageFinderTest, FindsStretchesThatBeginInAVehicle) {
+  const std::vector<Outage> found = outages("rrr+-+---+ww+--r-+---rr", 0.0);
   const struct {
     std::int64_t start;
     int fixes;
     bool restarted;
-  } expected[] = {{6, 3, false}, {13, 2, true}, {18, 5, false}};
+    int status;
+  } expected[] = {{6, 3, false, 2}, {13, 4, true, 2}, {18, 5, true, 0}};
   ASSERT_EQ(found.size(), 3U);
   for (std::size_t i = 0; i < found.size(); ++i) {
-    const auto& [start, fixes, restarted] = expected[i];
+    const auto& [start, fixes, restarted, status] = expected[i];
     EXPECT_EQ(found[i].start_ns, start * kSecond);
     EXPECT_EQ(found[i].fixes, fixes);
     EXPECT_DOUBLE_EQ(found[i].duration, fixes);
     EXPECT_NEAR(found[i].driven, fixes * kStep, 1e-6);
     EXPECT_NEAR(found[i].error, 0.1 * fixes * kStep, 1e-6);
-    EXPECT_EQ(found[i].status, 2);
+    EXPECT_EQ(found[i].status, status);
     EXPECT_EQ(found[i].restarted, restarted);
   }
   // Without truth the output tells the distance.

@@ -46,7 +46,7 @@ void run(const Options& options) {
     EventRow row;
     while (reader.next(row)) {
       anything = true;
-      replay.play(row);
+      replay.play(row, reader.line_number());
       if (bar.due()) bar.show(reader.progress());
     }
   } catch (const InputError&) {

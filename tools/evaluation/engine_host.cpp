@@ -21,7 +21,7 @@ void EngineHost::deliver(const SensorRow& row) {
 
 FixAnswer EngineHost::deliver(const FixRow& row) {
   const bool position_set = (GetCarFlag() & ZUVDR_CAR_POSITION_SET) != 0;
-  const bool pedestrian_ready = probe_engine().pedestrian_ready;
+  const EngineProbe before = probe_engine();
   SyncGPSEventforFusion(&row.fix);
   const int status = UpdateLocationbyGPSEvent(row.sample);
   const EngineProbe probe = probe_engine();
@@ -32,7 +32,7 @@ FixAnswer EngineHost::deliver(const FixRow& row) {
   // them, so their state before the call decides; a walker that the fix restarts is not used
   // either.
   Output output = position_set ? Output::kVehicle : Output::kRaw;
-  if (pedestrian_ready && probe.pedestrian_started) output = Output::kWalker;
+  if (before.pedestrian_ready && probe.pedestrian_started) output = Output::kWalker;
 
   constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
   const TrackRow track{
@@ -51,7 +51,8 @@ FixAnswer EngineHost::deliver(const FixRow& row) {
       .fix_accepted = probe.fix_accepted,
       .truth_latitude = kNone,
       .truth_longitude = kNone};
-  return {track, output, probe.converged};
+  return {track,        output, probe.converged, probe, position_set, before.pedestrian_started,
+          row.fix.speed};
 }
 
 std::int64_t EngineHost::epochs_processed() const {

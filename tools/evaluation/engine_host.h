@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "tools/evaluation/engine_probe.h"
 #include "tools/logs/event_log.h"
 #include "tools/logs/track.h"
 
@@ -15,6 +16,11 @@ struct FixAnswer {
   TrackRow row;  // without truth
   Output output;
   bool converged;  // the vehicle solution counts as converged
+  // What decides when the engine goes from state to state.
+  EngineProbe engine = {};        // after the fix
+  bool position_was_set = false;  // before the fix
+  bool walker_started = false;    // before the fix
+  double speed = 0.0;             // of the fix, m/s
 };
 
 // The engine is one per process, so there should be one host.

@@ -1,5 +1,8 @@
 #include "tools/evaluation/engine_probe.h"
 
+#include <cmath>
+#include <numbers>
+
 #include "pdr/step_state_machine.h"
 
 namespace zuvdr::tools {
@@ -13,6 +16,10 @@ EngineProbe probe_engine() {
           .pedestrian_started = engine.pdr_started != 0,
           .pedestrian_ready = engine.pdr_ready != 0,
           .pedestrian_speed = engine.pdr_speed,
+          .long_quiet = engine.static_long != 0,
+          .moving = engine.moving != 0,
+          .navigator_ran = engine.ins_running != 0,
+          .tilt_sigma = std::sqrt(engine.kf.P[0]) * 180.0 / std::numbers::pi,
           .bout_steps = engine.step_detector.bout_step_count,
           .total_steps = engine.step_detector.total_steps};
 }

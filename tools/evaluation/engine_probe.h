@@ -19,6 +19,10 @@ struct EngineProbe {
   bool pedestrian_started;       // a bout of steps set the walker's propagation going
   bool pedestrian_ready;         // the walker's filter has been initialised
   double pedestrian_speed;       // m/s
+  bool long_quiet;               // the sensors stand still, for long enough to align
+  bool moving;                   // they do not stand still
+  bool navigator_ran;            // the vehicle navigator has run since the last reset
+  double tilt_sigma;             // degrees; 0 before the navigator is aligned
   int bout_steps;
   int total_steps;  // of all bouts that reached ten
 };

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/fix_quality.h"
 #include "engine/limits.h"
 #include "tools/evaluation/log_clock.h"
 #include "tools/logs/event_log.h"

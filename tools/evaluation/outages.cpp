@@ -18,10 +18,10 @@ double driven_between(const TrackRow& a, const TrackRow& b) {
 void OutageFinder::add(const FixAnswer& answer) {
   const TrackRow& row = answer.row;
   const bool vehicle = answer.output == Output::kVehicle;
-  if (row.fix_accepted || !vehicle) {
-    end_outage(!vehicle);
+  if (row.fix_accepted || answer.output == Output::kWalker) {
+    end_outage();
   } else {
-    if (!current_ && previous_) {
+    if (!current_ && vehicle && previous_) {
       current_.emplace();
       current_->start_ns = previous_->output_time_ns;
     }
@@ -31,21 +31,19 @@ void OutageFinder::add(const FixAnswer& answer) {
       current_->error = output_error(row);
       current_->fixes += 1;
       current_->status = row.status;
+      if (!vehicle) current_->restarted = true;
     }
   }
   previous_.reset();
-  if (vehicle) previous_ = row;
+  if (vehicle || current_) previous_ = row;
 }
 
 void OutageFinder::finish() {
-  end_outage(false);
+  end_outage();
 }
 
-void OutageFinder::end_outage(bool restarted) {
-  if (current_ && current_->fixes >= 2) {
-    current_->restarted = restarted;
-    outages_.push_back(*current_);
-  }
+void OutageFinder::end_outage() {
+  if (current_ && current_->fixes >= 2) outages_.push_back(*current_);
   current_.reset();
 }
 

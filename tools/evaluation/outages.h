@@ -10,7 +10,8 @@
 
 namespace zuvdr::tools {
 
-// A stretch of two or more fixes in a row that were not accepted while the vehicle navigator ran.
+// A stretch of two or more fixes in a row that were not accepted and that began while the vehicle
+// navigator ran; it ends with a fix that is accepted, or when the walker's solution takes over.
 // Times are those of the output, which follow the fixes by up to one interval.
 struct Outage {
   std::int64_t start_ns = 0;  // the last output that a fix corrected
@@ -19,7 +20,7 @@ struct Outage {
   double error = 0.0;   // m at the end; NaN without truth
   int fixes = 0;
   int status = 0;          // at the end
-  bool restarted = false;  // the vehicle solution was given up before a fix was accepted again
+  bool restarted = false;  // the vehicle solution was given up on the way
 };
 
 class OutageFinder {
@@ -29,13 +30,16 @@ class OutageFinder {
   // To be called when no more fixes come: an outage that goes on ends here.
   void finish();
 
+  // An outage, or the first fix of what may become one.
+  bool goes_on() const { return current_.has_value(); }
+
   // Each is a line of the summary: they are the only thing that grows with the log.
   const std::vector<Outage>& outages() const { return outages_; }
 
  private:
-  void end_outage(bool restarted);
+  void end_outage();
 
-  std::optional<TrackRow> previous_;  // row of the latest vehicle output
+  std::optional<TrackRow> previous_;  // row of the latest output, of a vehicle or in an outage
   std::optional<Outage> current_;
   std::vector<Outage> outages_;
 };

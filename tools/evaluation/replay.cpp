@@ -1,6 +1,7 @@
 #include "tools/evaluation/replay.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <optional>
 #include <utility>
@@ -20,27 +21,34 @@ constexpr std::size_t kMostWaiting = 1000;  // rows, however dense the fixes are
 
 Replay::Replay(std::function<void(const TrackRow&)> deliver) : deliver_(std::move(deliver)) {}
 
-void Replay::play(const EventRow& row) {
-  summary_.add(row);
+void Replay::play(const EventRow& row, std::int64_t line) {
+  summary_.add(row, line);
   if (const auto* sensor = std::get_if<SensorRow>(&row)) {
     host_.deliver(*sensor);
   } else if (const auto* fix = std::get_if<FixRow>(&row)) {
-    waiting_.push_back(host_.deliver(*fix));
+    const FixAnswer answer = host_.deliver(*fix);
+    summary_.watch(answer);
+    waiting_.push_back({answer, now()});
   } else if (const auto* truth = std::get_if<TruthRow>(&row)) {
     truth_.add(*truth);
   }
   while (!waiting_.empty() && settled(waiting_.front())) hand_out_front();
 }
 
-bool Replay::settled(const FixAnswer& answer) const {
-  const TrackRow& row = answer.row;
+// Not that of the fixes: a wild stamp would hold up all rows behind it.
+std::int64_t Replay::now() const {
+  return summary_.check().clock().now().value_or(0);
+}
+
+bool Replay::settled(const Waiting& waiting) const {
+  const TrackRow& row = waiting.answer.row;
   return truth_.covers(std::max(row.time_ns, row.output_time_ns)) ||
          waiting_.size() > kMostWaiting ||
-         seconds_between(row.time_ns, waiting_.back().row.time_ns) > kLatestTruth;
+         std::fabs(seconds_between(waiting.since_ns, now())) > kLatestTruth;
 }
 
 void Replay::hand_out_front() {
-  FixAnswer answer = waiting_.front();
+  FixAnswer answer = waiting_.front().answer;
   waiting_.pop_front();
   if (const std::optional<Place> truth = truth_.at(answer.row.output_time_ns)) {
     answer.row.truth_latitude = truth->latitude;

@@ -19,7 +19,8 @@ class Replay {
   // follows it in the log, at most for a few fixes.
   explicit Replay(std::function<void(const TrackRow&)> deliver);
 
-  void play(const EventRow& row);
+  // `line`: where the row stands in the log; 0: unknown.
+  void play(const EventRow& row, std::int64_t line = 0);
 
   // Hands out the rows that still wait; to be called at the end of the log, also when it broke off.
   void flush();
@@ -28,14 +29,20 @@ class Replay {
   Summary finish(std::int64_t rows_skipped);
 
  private:
-  bool settled(const FixAnswer& answer) const;
+  struct Waiting {
+    FixAnswer answer;
+    std::int64_t since_ns;  // time of the log
+  };
+
+  std::int64_t now() const;
+  bool settled(const Waiting& waiting) const;
   void hand_out_front();
 
   std::function<void(const TrackRow&)> deliver_;
   EngineHost host_;
   Summary summary_;
   TruthWindow truth_;
-  std::deque<FixAnswer> waiting_;
+  std::deque<Waiting> waiting_;
 };
 
 }  // namespace zuvdr::tools

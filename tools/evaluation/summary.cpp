@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <iterator>
+#include <utility>
 #include <variant>
 
 #include "tools/logs/time_difference.h"
@@ -19,9 +20,13 @@ constexpr double kLeastDriven = 10.0;
 constexpr std::array kStateNames{"vehicle mode", "aligned",   "attitude converged",
                                  "position set", "converged", "walker"};
 
-constexpr std::array kGroupNames{"vehicle, corrected (1)",   "vehicle, dead-reckoned (2)",
-                                 "vehicle, long outage (3)", "walker (1)",
-                                 "all fused, status 1 to 3", "raw fixes, healthy"};
+constexpr std::array kGroupNames{"vehicle, corrected (1)",
+                                 "vehicle, dead-reckoned (2)",
+                                 "vehicle, long outage (3)",
+                                 "no accepted fix (0)",
+                                 "walker (1)",
+                                 "all of these",
+                                 "raw fixes, healthy"};
 
 const char* status_name(const FixAnswer& answer) {
   constexpr std::array kStatusNames{"not converged", "corrected by fixes", "dead-reckoned",
@@ -31,12 +36,6 @@ const char* status_name(const FixAnswer& answer) {
   return kStatusNames[static_cast<std::size_t>(answer.row.status) % kStatusNames.size()];
 }
 
-// Elsewhere the engine takes a filtered position for a runaway solution.
-bool outside_served_quadrant(const TrackRow& row) {
-  return row.fix_latitude < 0.0 || row.fix_latitude > 90.0 || row.fix_longitude < 0.0 ||
-         row.fix_longitude > 180.0;
-}
-
 // "-" for what there is none of.
 std::string figure(double value, const char* unit, int decimals = 1) {
   return std::isfinite(value) ? fmt::format("{:.{}f} {}", value, decimals, unit) : "-";
@@ -44,53 +43,53 @@ std::string figure(double value, const char* unit, int decimals = 1) {
 
 }  // namespace
 
-void Summary::add(const EventRow& row) {
-  if (const auto* sensor = std::get_if<SensorRow>(&row)) {
-    note_time(sensor->event.timestamp);
-  } else if (const auto* fix = std::get_if<FixRow>(&row)) {
-    note_time(fix->fix.time_ns);
-  } else if (std::holds_alternative<StepRow>(row)) {
-    ++reference_steps_;
+void Summary::add(const EventRow& row, std::int64_t line) {
+  check_.add(row, line);
+  if (std::holds_alternative<StepRow>(row)) ++reference_steps_;
+}
+
+void Summary::watch(const FixAnswer& answer) {
+  states_.add(answer);
+  note_nan_sources(answer);
+  if (is_finite(fused_place(answer.row))) {
+    if (answer.output != Output::kVehicle || !nan_source_) return;
+    earlier_nan_source_ = std::exchange(nan_source_, std::nullopt);
+    return;
   }
+  ++not_finite_;
+  if (not_finite_from_) return;
+  not_finite_from_ = answer.row.time_ns;
+  not_finite_cause_ = nan_source_ ? nan_source_ : earlier_nan_source_;
+}
+
+// Takes over what the engine has processed by now.
+void Summary::note_nan_sources(const FixAnswer& answer) {
+  const bool before = std::exchange(aligned_, (answer.row.car_flag & ZUVDR_CAR_ALIGNED) != 0);
+  std::erase_if(check_.nan_sources(), [&](const NanSource& source) {
+    const bool fix = source.stream == Stream::kFixes;
+    if (!fix && source.time_ns > answer.engine.last_epoch_time) return false;
+    // A step that is no step harms a navigator only, but NaN itself stays in the low-pass filters.
+    const bool harmful = source.stream != Stream::kEpochs || aligned_ || before;
+    if (harmful && !nan_source_) nan_source_ = source;
+    return true;
+  });
 }
 
 void Summary::add(const FixAnswer& answer, const std::optional<Place>& truth_at_fix) {
   ++fixes_;
   if (answer.row.sample == 0) ++healthy_;
   if (answer.row.fix_accepted) ++accepted_;
-  if (outside_served_quadrant(answer.row)) ++outside_;
-  note_states(answer);
-  note_errors(answer, truth_at_fix);
   outages_.add(answer);
+  note_errors(answer, truth_at_fix);
   last_ = answer;
 }
 
 void Summary::finish(const EngineHost& host, std::int64_t rows_skipped) {
+  check_.finish();
   outages_.finish();
   epochs_processed_ = host.epochs_processed();
   epochs_waiting_ = host.epochs_waiting();
   rows_skipped_ = rows_skipped;
-}
-
-void Summary::note_time(std::int64_t time_ns) {
-  if (!first_time_) first_time_ = last_time_ = time_ns;
-  first_time_ = std::min(*first_time_, time_ns);
-  last_time_ = std::max(last_time_, time_ns);
-}
-
-void Summary::note_states(const FixAnswer& answer) {
-  const TrackRow& row = answer.row;
-  const auto flag = [&](int bit) { return (row.car_flag & bit) != 0; };
-  const std::array<bool, kStates> holds{
-      flag(ZUVDR_CAR_VEHICLE_MODE),
-      flag(ZUVDR_CAR_ALIGNED),
-      flag(ZUVDR_CAR_ATTITUDE_CONVERGED),
-      flag(ZUVDR_CAR_POSITION_SET),
-      answer.output == Output::kVehicle && row.status == 1 && answer.converged,
-      row.pdr_flag != 0};
-  for (std::size_t i = 0; i < kStates; ++i) {
-    if (holds[i] && !reached_[i]) reached_[i] = row.time_ns;
-  }
 }
 
 void Summary::note_errors(const FixAnswer& answer, const std::optional<Place>& truth_at_fix) {
@@ -101,11 +100,13 @@ void Summary::note_errors(const FixAnswer& answer, const std::optional<Place>& t
   if (truth_at_fix && row.sample == 0) {
     note(ErrorGroup::kFixes, distance({row.fix_latitude, row.fix_longitude}, *truth_at_fix));
   }
-  if (row.status < 1 || std::isnan(row.truth_latitude)) return;
+  if ((row.status < 1 && !outages_.goes_on()) || std::isnan(row.truth_latitude)) return;
   const double error = output_error(row);
   note(ErrorGroup::kFused, error);
   if (answer.output == Output::kWalker) {
     note(ErrorGroup::kWalker, error);
+  } else if (row.status == 0) {
+    note(ErrorGroup::kWithout, error);
   } else if (row.status == 1) {
     note(ErrorGroup::kCorrected, error);
   } else {
@@ -113,13 +114,9 @@ void Summary::note_errors(const FixAnswer& answer, const std::optional<Place>& t
   }
 }
 
-double Summary::since_start(std::int64_t time_ns) const {
-  return seconds_between(first_time_.value_or(0), time_ns);
-}
-
 std::string Summary::text() const {
-  return describe_counts() + describe_states() + describe_outages() + describe_errors() +
-         describe_steps();
+  return check_.text() + describe_counts() + describe_states() + describe_not_finite() +
+         describe_outages() + describe_errors() + describe_steps();
 }
 
 std::string Summary::describe_counts() const {
@@ -127,15 +124,10 @@ std::string Summary::describe_counts() const {
       "Log length   {:.1f} s\n"
       "Epochs       {} processed, {} waiting for a later fix\n"
       "Fixes        {}: {} healthy, {} without; {} accepted\n",
-      since_start(last_time_), epochs_processed_, epochs_waiting_, fixes_, healthy_,
-      fixes_ - healthy_, accepted_);
+      check_.length(), epochs_processed_, epochs_waiting_, fixes_, healthy_, fixes_ - healthy_,
+      accepted_);
   if (fixes_ == 0) {
     text += "             The engine processes nothing without fixes; zuvdr steps counts steps.\n";
-  }
-  if (outside_ > 0) {
-    text += fmt::format(
-        "             {} lie outside the north-eastern quadrant, the only one the engine serves\n",
-        outside_);
   }
   if (rows_skipped_ > 0) text += fmt::format("Skipped rows {} (malformed)\n", rows_skipped_);
   return text;
@@ -145,15 +137,30 @@ std::string Summary::describe_states() const {
   std::string text;
   const char* title = "States";
   for (std::size_t i = 0; i < kStates; ++i) {
-    const std::string time = reached_[i] ? figure(since_start(*reached_[i]), "s") : "not reached";
-    text += fmt::format("{:<12} {:<20} {:>11}\n", title, kStateNames[i], time);
+    const auto state = static_cast<State>(i);
+    text += fmt::format("{:<12} {:<20} ", title, kStateNames[i]);
     title = "";
+    if (const auto time = states_.reached(state)) {
+      text += fmt::format("{:>11}\n", figure(check_.since_start(*time), "s"));
+    } else {
+      text += fmt::format("{:>11}  {}\n", "not reached", states_.obstacle(state));
+    }
   }
   if (last_) {
     text += fmt::format("At the end   status {} ({}), car flags {}, walker {}\n", last_->row.status,
                         status_name(*last_), last_->row.car_flag, last_->row.pdr_flag);
   }
   return text;
+}
+
+std::string Summary::describe_not_finite() const {
+  if (!not_finite_from_) return {};
+  std::string text = fmt::format("Not finite   {} of {} positions, from {:.1f} s on: ", not_finite_,
+                                 fixes_, check_.since_start(*not_finite_from_));
+  if (!not_finite_cause_) return text + "cause unknown\n";
+  text += not_finite_cause_->text;
+  if (not_finite_cause_->line > 0) text += fmt::format(" at line {}", not_finite_cause_->line);
+  return text + fmt::format(", {:.1f} s\n", check_.since_start(not_finite_cause_->time_ns));
 }
 
 std::string Summary::describe_outages() const {
@@ -165,7 +172,7 @@ std::string Summary::describe_outages() const {
     const double part = outage.driven >= kLeastDriven ? 100.0 * outage.error / outage.driven
                                                       : std::numeric_limits<double>::quiet_NaN();
     text += fmt::format("{:12} {:>9} {:>6} {:>9} {:>10} {:>10} {:>9}  {}{}\n", "",
-                        figure(since_start(outage.start_ns), "s"), outage.fixes,
+                        figure(check_.since_start(outage.start_ns), "s"), outage.fixes,
                         figure(outage.duration, "s"), figure(outage.driven, "m"),
                         figure(outage.error, "m"), figure(part, "%"), outage.status,
                         outage.restarted ? ", navigator restarted" : "");

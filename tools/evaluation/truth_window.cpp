@@ -18,6 +18,19 @@ constexpr double kLongestGap = 5.0;         // s; a straight line over more says
 }  // namespace
 
 void TruthWindow::add(const TruthRow& row) {
+  const LogClock::Verdict verdict = clock_.add(row.time_ns);
+  if (verdict.released) {
+    if (held_.time_ns < rows_.back().time_ns) rows_.clear();
+    append(held_);
+  }
+  if (verdict.in_line) {
+    append(row);
+  } else {
+    held_ = row;
+  }
+}
+
+void TruthWindow::append(const TruthRow& row) {
   if (!rows_.empty() && row.time_ns <= rows_.back().time_ns) return;
   rows_.push_back(row);
   while (rows_.size() > kMostRows ||
@@ -31,6 +44,7 @@ bool TruthWindow::covers(std::int64_t time_ns) const {
 }
 
 std::optional<Place> TruthWindow::at(std::int64_t time_ns) const {
+  if (clock_.held() == time_ns) return Place{held_.latitude, held_.longitude};
   const auto after =
       std::lower_bound(rows_.begin(), rows_.end(), time_ns,
                        [](const TruthRow& row, std::int64_t time) { return row.time_ns < time; });

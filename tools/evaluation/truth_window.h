@@ -5,6 +5,7 @@
 #include <deque>
 #include <optional>
 
+#include "tools/evaluation/log_clock.h"
 #include "tools/logs/event_log.h"
 #include "tools/logs/place.h"
 
@@ -12,7 +13,8 @@ namespace zuvdr::tools {
 
 class TruthWindow {
  public:
-  // Rows not later than the latest one are dropped, so are those that fell out of the window.
+  // Rows not later than the latest one are dropped, so are those that fell out of the window. A row
+  // more than 5 s from the latest one counts once the next one shows that time has jumped.
   void add(const TruthRow& row);
 
   // True when a position at this time can get no better by waiting for more rows.
@@ -22,6 +24,10 @@ class TruthWindow {
   std::optional<Place> at(std::int64_t time_ns) const;
 
  private:
+  void append(const TruthRow& row);
+
+  LogClock clock_;
+  TruthRow held_{};  // the row whose stamp the clock holds
   std::deque<TruthRow> rows_;
 };
 

@@ -1,0 +1,131 @@
+#include "tools/evaluation/states.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "ZuVDR.h"
+#include "engine/limits.h"
+
+namespace zuvdr::tools {
+namespace {
+
+bool has(const FixAnswer& answer, int car_flag) {
+  return (answer.row.car_flag & car_flag) != 0;
+}
+
+void keep_larger(std::optional<double>& largest, double value) {
+  if (std::isfinite(value)) largest = std::max(largest.value_or(value), value);
+}
+
+std::string no_faster_fix(const std::optional<double>& fastest, float needed, const char* when) {
+  if (!fastest) return fmt::format("no accepted fix{}", when);
+  return fmt::format("no accepted fix above {:.0f} m/s{}: the fastest had {:.1f}", needed, when,
+                     *fastest);
+}
+
+}  // namespace
+
+void States::add(const FixAnswer& answer) {
+  const bool accepted = answer.row.fix_accepted;
+  const EngineProbe& engine = answer.engine;
+  note_times(answer);
+
+  ++fixes_;
+  if (accepted) keep_larger(fastest_, answer.speed);
+  if (has(answer, ZUVDR_CAR_VEHICLE_MODE) && engine.long_quiet) quiet_ = true;
+  if (engine.navigator_ran) navigator_ran_ = true;
+  if (has(answer, ZUVDR_CAR_ALIGNED)) {
+    if (!std::isfinite(engine.tilt_sigma)) {
+      tilt_lost_ = true;
+    } else if (!best_tilt_ || engine.tilt_sigma < *best_tilt_) {
+      best_tilt_ = engine.tilt_sigma;
+    }
+  }
+  if (accepted && has(answer, ZUVDR_CAR_ATTITUDE_CONVERGED) &&
+      !has(answer, ZUVDR_CAR_POSITION_SET)) {
+    keep_larger(fastest_ready_, answer.speed);
+    if (engine.moving) keep_larger(moving_ready_, answer.speed);
+  }
+
+  if (has(answer, ZUVDR_CAR_POSITION_SET)) {
+    if (answer.output == Output::kVehicle && accepted) ++accepted_in_run_;
+    most_accepted_ = std::max(most_accepted_, accepted_in_run_);
+  } else {
+    accepted_in_run_ = 0;
+    if (answer.position_was_set) given_up_ = true;
+  }
+  if (answer.converged) converged_ = true;
+
+  if (answer.walker_started) {
+    walker_started_ = true;
+    if (accepted) accepted_while_walking_ = true;
+  }
+}
+
+void States::note_times(const FixAnswer& answer) {
+  const TrackRow& row = answer.row;
+  const std::array<bool, kStates> holds{
+      has(answer, ZUVDR_CAR_VEHICLE_MODE),
+      has(answer, ZUVDR_CAR_ALIGNED),
+      has(answer, ZUVDR_CAR_ATTITUDE_CONVERGED),
+      has(answer, ZUVDR_CAR_POSITION_SET),
+      answer.output == Output::kVehicle && row.status == 1 && answer.converged,
+      row.pdr_flag != 0};
+  for (std::size_t i = 0; i < kStates; ++i) {
+    if (holds[i] && !reached_[i]) reached_[i] = row.time_ns;
+  }
+}
+
+std::string States::obstacle(State state) const {
+  if (fixes_ == 0) return "no fixes";
+  switch (state) {
+    case State::kVehicleMode:
+      return no_faster_fix(fastest_, kVehicleSpeed, "");
+    case State::kAligned:
+      return why_not_aligned();
+    case State::kAttitude:
+      if (!reached(State::kAligned)) return "not aligned";
+      if (tilt_lost_) return "the tilt was no longer a number";
+      return fmt::format("tilt not known to 0.2 degrees: at best {:.2f}", best_tilt_.value_or(0.0));
+    case State::kPosition:
+      return why_no_position();
+    case State::kConverged:
+      return why_not_converged();
+    case State::kWalker:
+      if (!walker_started_) return "no bout of 11 steps";
+      return accepted_while_walking_ ? "no accepted fix at 0.46 to 5 m/s during a bout of 11 steps"
+                                     : "no accepted fix during a bout of 11 steps";
+  }
+  return {};
+}
+
+std::string States::why_not_aligned() const {
+  if (!reached(State::kVehicleMode)) return "not in vehicle mode";
+  if (navigator_ran_) return "lost before the next fix: the motion check started it over";
+  constexpr const char* kStandstill =
+      "no standstill quiet for 26 windows and 1.5 s in vehicle mode";
+  if (quiet_) return fmt::format("{} with an accepted fix", kStandstill);
+  return kStandstill;
+}
+
+std::string States::why_no_position() const {
+  if (!reached(State::kAttitude)) return "tilt not known";
+  if (!fastest_ready_ || *fastest_ready_ <= kAlignmentSpeed) {
+    return no_faster_fix(fastest_ready_, kAlignmentSpeed, " from then on");
+  }
+  if (!moving_ready_ || *moving_ready_ <= kAlignmentSpeed) {
+    return "the sensors stood still at every accepted fix above 6 m/s";
+  }
+  return "the velocity did not change between the fixes above 6 m/s";
+}
+
+std::string States::why_not_converged() const {
+  if (!reached(State::kPosition)) return "position not set";
+  if (given_up_) return "the position was given up: outside the north-eastern quadrant";
+  if (converged_) return "converged, but no fix corrected a vehicle position after that";
+  return fmt::format("fewer than 30 of 50 fixes accepted from then on: {}", most_accepted_);
+}
+
+}  // namespace zuvdr::tools

@@ -1,0 +1,53 @@
+// What the engine goes through on its way to a solution, when, and what it waited for in vain.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "tools/evaluation/engine_host.h"
+
+namespace zuvdr::tools {
+
+// The vehicle's, in order, each of which needs the one before; and the walker's.
+enum class State { kVehicleMode, kAligned, kAttitude, kPosition, kConverged, kWalker };
+inline constexpr std::size_t kStates = 6;
+
+class States {
+ public:
+  // The answer to every fix, in order.
+  void add(const FixAnswer& answer);
+
+  std::optional<std::int64_t> reached(State state) const {
+    return reached_[static_cast<std::size_t>(state)];
+  }
+
+  // The condition that never came true for a state that was not reached.
+  std::string obstacle(State state) const;
+
+ private:
+  void note_times(const FixAnswer& answer);
+  std::string why_not_aligned() const;
+  std::string why_no_position() const;
+  std::string why_not_converged() const;
+
+  std::array<std::optional<std::int64_t>, kStates> reached_;  // time of the fix
+  std::int64_t fixes_ = 0;
+  std::optional<double> fastest_;        // accepted fix, m/s
+  std::optional<double> fastest_ready_;  // the same while only the position was missing
+  std::optional<double> moving_ready_;   // the same while the sensors did not stand still either
+  bool accepted_while_walking_ = false;
+  bool quiet_ = false;  // for long enough, in vehicle mode
+  bool navigator_ran_ = false;
+  bool converged_ = false;
+  bool given_up_ = false;  // at a fix, which only the guard of the quadrant does
+  bool walker_started_ = false;
+  std::optional<double> best_tilt_;  // degrees
+  bool tilt_lost_ = false;           // not finite
+  int accepted_in_run_ = 0;          // since the position was set
+  int most_accepted_ = 0;
+};
+
+}  // namespace zuvdr::tools
