@@ -101,21 +101,27 @@ TEST(StatesTest, NameTheConditionThatNeverCameTrue) {
   }
 }
 
-// The position stays where the last fix was while the truth goes on, 111.3 m a second.
+// The position stays where the last fix was while the truth goes on, 111.3 m a second, until the
+// fix that tells where the car is but does not count.
 TEST(SummaryTest, AFrozenPositionInAnOutageIsAnError) {
   Summary summary;
-  for (int second = 0; second <= 4; ++second) {
+  for (int second = 0; second <= 5; ++second) {
     FixAnswer frozen{};
     frozen.row.time_ns = frozen.row.output_time_ns = second * kSecond;
     frozen.row.truth_longitude = 1e-3 * second;
+    frozen.row.longitude = second == 5 ? 5e-3 : 0.0;
     frozen.row.fix_accepted = second == 0;
     frozen.output = second < 2 ? Output::kVehicle : Output::kRaw;
     summary.add(frozen, std::nullopt);
   }
   const ErrorFigures& errors = summary.errors(ErrorGroup::kWithout);
-  EXPECT_EQ(errors.count(), 4U);  // not the first, which a fix corrected
+  EXPECT_EQ(errors.count(), 5U);  // not the first, which a fix corrected
   EXPECT_NEAR(errors.largest(), 4 * 111.31949, 1e-4);
-  EXPECT_EQ(summary.errors(ErrorGroup::kFused).count(), 4U);
+  EXPECT_EQ(summary.errors(ErrorGroup::kFused).count(), 5U);
+  summary.finish(EngineHost(), 0);
+  ASSERT_EQ(summary.outages().size(), 1U);
+  EXPECT_NEAR(summary.outages()[0].error, 0.0, 1e-6);
+  EXPECT_NEAR(summary.outages()[0].largest_error, 4 * 111.31949, 1e-4);
 }
 
 std::vector<EventRow> drive() {

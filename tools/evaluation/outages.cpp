@@ -29,6 +29,7 @@ void OutageFinder::add(const FixAnswer& answer) {
       current_->duration = seconds_between(current_->start_ns, row.output_time_ns);
       current_->driven += driven_between(*previous_, row);
       current_->error = output_error(row);
+      current_->largest_error = std::fmax(current_->largest_error, current_->error);
       current_->fixes += 1;
       current_->status = row.status;
       if (!vehicle) current_->restarted = true;

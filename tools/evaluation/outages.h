@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -18,6 +19,7 @@ struct Outage {
   double duration = 0.0;      // s from there to the last output before a fix was accepted again
   double driven = 0.0;  // m in that time, along the truth, or along the output where there is none
   double error = 0.0;   // m at the end; NaN without truth
+  double largest_error = std::numeric_limits<double>::quiet_NaN();  // m on the way; NaN likewise
   int fixes = 0;
   int status = 0;          // at the end
   bool restarted = false;  // the vehicle solution was given up on the way

@@ -27,6 +27,8 @@ class States {
   // The condition that never came true for a state that was not reached.
   std::string obstacle(State state) const;
 
+  bool tilt_lost() const { return tilt_lost_; }  // NaN after the navigator was aligned
+
  private:
   void note_times(const FixAnswer& answer);
   std::string why_not_aligned() const;

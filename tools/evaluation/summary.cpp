@@ -36,6 +36,19 @@ const char* status_name(const FixAnswer& answer) {
   return kStatusNames[static_cast<std::size_t>(answer.row.status) % kStatusNames.size()];
 }
 
+std::string describe(const NanSource& source, const LogCheck& check) {
+  const std::string line = source.line > 0 ? fmt::format(" at line {}", source.line) : "";
+  return fmt::format("{}{}, {:.1f} s", source.text, line, check.since_start(source.time_ns));
+}
+
+// The host is left with the last known position, and the fix that ends the outage hides how far off
+// that was.
+std::string restart_remark(const Outage& outage) {
+  if (!outage.restarted) return {};
+  if (!std::isfinite(outage.largest_error)) return ", navigator restarted";
+  return fmt::format(", navigator restarted, up to {:.1f} m off", outage.largest_error);
+}
+
 // "-" for what there is none of.
 std::string figure(double value, const char* unit, int decimals = 1) {
   return std::isfinite(value) ? fmt::format("{:.{}f} {}", value, decimals, unit) : "-";
@@ -143,7 +156,11 @@ std::string Summary::describe_states() const {
     if (const auto time = states_.reached(state)) {
       text += fmt::format("{:>11}\n", figure(check_.since_start(*time), "s"));
     } else {
-      text += fmt::format("{:>11}  {}\n", "not reached", states_.obstacle(state));
+      text += fmt::format("{:>11}  {}", "not reached", states_.obstacle(state));
+      if (state == State::kAttitude && states_.tilt_lost()) {
+        text += ": " + (nan_source_ ? describe(*nan_source_, check_) : "cause unknown");
+      }
+      text += '\n';
     }
   }
   if (last_) {
@@ -155,12 +172,9 @@ std::string Summary::describe_states() const {
 
 std::string Summary::describe_not_finite() const {
   if (!not_finite_from_) return {};
-  std::string text = fmt::format("Not finite   {} of {} positions, from {:.1f} s on: ", not_finite_,
-                                 fixes_, check_.since_start(*not_finite_from_));
-  if (!not_finite_cause_) return text + "cause unknown\n";
-  text += not_finite_cause_->text;
-  if (not_finite_cause_->line > 0) text += fmt::format(" at line {}", not_finite_cause_->line);
-  return text + fmt::format(", {:.1f} s\n", check_.since_start(not_finite_cause_->time_ns));
+  return fmt::format("Not finite   {} of {} positions, from {:.1f} s on: {}\n", not_finite_, fixes_,
+                     check_.since_start(*not_finite_from_),
+                     not_finite_cause_ ? describe(*not_finite_cause_, check_) : "cause unknown");
 }
 
 std::string Summary::describe_outages() const {
@@ -175,7 +189,7 @@ std::string Summary::describe_outages() const {
                         figure(check_.since_start(outage.start_ns), "s"), outage.fixes,
                         figure(outage.duration, "s"), figure(outage.driven, "m"),
                         figure(outage.error, "m"), figure(part, "%"), outage.status,
-                        outage.restarted ? ", navigator restarted" : "");
+                        restart_remark(outage));
   }
   return text;
 }
