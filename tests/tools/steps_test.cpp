@@ -9,11 +9,12 @@
 #include <cstdint>
 #include <deque>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <random>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -184,44 +185,99 @@ TEST_F(StepsCommandTest, LatencyBelongsToTheFolder) {
   EXPECT_EQ(printed_.find("walk.csv"), std::string::npos);
 }
 
+using Rows = std::vector<std::vector<std::string>>;
+
+Rows read_scores(const std::string& text) {
+  std::istringstream lines(text);
+  std::string line;
+  std::getline(lines, line);
+  Rows rows;
+  while (std::getline(lines, line)) {
+    auto& fields = rows.emplace_back();
+    for (FieldSplitter split(line); !split.at_end();) fields.emplace_back(split.next());
+    EXPECT_EQ(fields.size(), 11U);
+  }
+  return rows;
+}
+
 TEST_F(StepsCommandTest, ScoresTellWhyEachStepWasDeclared) {
-  const std::string good = walk("good", 50'000'000);
-  const std::string bad = file("bad.csv", "S,1,5,0,0,9.8\nS,1,5,x,1,2\n");
-  run("steps " + good + bad + " " + good + "--json " + path("steps.json") + " --scores " +
+  run("steps " + walk("good", 50'000'000) + "--json " + path("steps.json") + " --scores " +
       path("scores.csv"));
-  // What came before the bad log is kept.
-  EXPECT_NE(failure_.find("bad.csv:2: field v0"), std::string::npos) << failure_;
-  EXPECT_NE(printed_.find("walk.csv"), std::string::npos);
-  ASSERT_EQ(json()["logs"].size(), 1U);
   const std::vector<double> times = json()["logs"][0]["step_times"];
+  std::vector<double> references;  // s
+  std::optional<std::int64_t> start_ns;
+  EventLogReader reader(path("good/walk.csv"));
+  for (EventRow row; reader.next(row);) {
+    const auto* sensor = std::get_if<SensorRow>(&row);
+    if (sensor != nullptr && !start_ns) start_ns = sensor->event.timestamp;
+    const auto* step = std::get_if<StepRow>(&row);
+    if (step != nullptr) {
+      references.push_back(1e-9 * static_cast<double>(step->time_ns - start_ns.value()));
+    }
+  }
 
   // A step: a hit in a window of 18 whose strongest sample but the newest exceeds 0.5 m/s^2, an
   // open gate, and six calls without a step before it.
-  std::istringstream lines(read_file(path("scores.csv")));
-  std::string line;
-  std::getline(lines, line);
   std::deque<double> window;
-  int pause = 0, epochs = 0, references = 0;
-  std::vector<double> declared;
-  while (std::getline(lines, line)) {
-    std::vector<std::string_view> fields;
-    for (FieldSplitter split(line); !split.at_end();) fields.push_back(split.next());
-    ASSERT_EQ(fields.size(), 11U);
-    const auto set = [&](std::size_t i) { return read_number<int>("flag", fields[i]) != 0; };
-    window.push_back(read_number<double>("acc", fields[2]));
+  int pause = 0, epochs = 0;
+  std::vector<double> declared, all_times;
+  std::vector<bool> marked;
+  for (const std::vector<std::string>& row : read_scores(read_file(path("scores.csv")))) {
+    const auto set = [&](std::size_t i) { return read_number<int>("flag", row[i]) != 0; };
+    all_times.push_back(read_number<double>("time_s", row[1]));
+    marked.push_back(set(10));
+    window.push_back(read_number<double>("acc", row[2]));
     if (window.size() > 18) window.pop_front();
-    EXPECT_EQ(fields[4].empty() && fields[5].empty(), ++epochs <= 18);
+    EXPECT_EQ(row[4].empty() && row[5].empty(), ++epochs <= 18);
     const bool strong = *std::max_element(window.begin(), window.end() - 1) > 0.5;
     const bool step = (set(6) || set(7)) && strong && set(8) && pause == 0;
     pause = step ? 6 : std::max(pause - 1, 0);
-    EXPECT_EQ(set(9), step) << line;
-    if (step) declared.push_back(read_number<double>("time_s", fields[1]));
-    references += set(10) ? 1 : 0;
+    EXPECT_EQ(set(9), step) << row[1];
+    if (step) declared.push_back(all_times.back());
   }
   ASSERT_EQ(declared.size(), times.size());
   for (std::size_t i = 0; i < times.size(); ++i) EXPECT_NEAR(declared[i], times[i], 1e-6);
-  const double reference = json()["logs"][0]["reference"];
-  EXPECT_EQ(references, reference);
+
+  EXPECT_EQ(std::ranges::count(marked, true), std::ssize(references));
+  for (const double reference : references) {
+    const auto nearest = std::ranges::min_element(
+        all_times, {}, [=](double time) { return std::abs(time - reference); });
+    EXPECT_TRUE(marked[static_cast<std::size_t>(nearest - all_times.begin())]) << reference;
+  }
+}
+
+TEST_F(StepsCommandTest, LogsKnowNothingOfOneAnother) {
+  const std::string good = walk("good", 50'000'000);
+  run("steps " + good + "--scores " + path("alone.csv"));
+  const std::string alone = read_file(path("alone.csv"));
+  ASSERT_FALSE(alone.empty());
+
+  // The bad one leaves an event behind that would pair with the first ones of the good one.
+  EventLogReader reader(path("good/walk.csv"));
+  EventRow first;
+  while (reader.next(first) && !std::holds_alternative<SensorRow>(first)) {
+  }
+  std::get<SensorRow>(first).event.values[2] += 50.0;
+  EventLogWriter writer(path("bad.csv"));
+  writer.write(first);
+  writer.close();
+  std::ofstream(path("bad.csv"), std::ios::app) << "S,1,5,x,1,2\n";
+  const std::string bad = path("bad.csv") + " ";
+  testing::internal::CaptureStderr();
+  run("steps " + bad + good + path("none.csv") + " " + good + bad + "--json " + path("steps.json") +
+      " --scores " + path("scores.csv"));
+  EXPECT_NE(failure_.find("bad.csv:2: field v0"), std::string::npos) << failure_;
+  std::istringstream reported(testing::internal::GetCapturedStderr());
+  for (const std::string named : {"bad.csv:2: field v0", "none.csv"}) {
+    std::string line;
+    std::getline(reported, line);
+    EXPECT_TRUE(line.starts_with("zuvdr: ") && line.find(named) != line.npos) << line;
+  }
+  EXPECT_EQ(reported.peek(), EOF);
+  ASSERT_EQ(json()["logs"].size(), 2U);
+  EXPECT_EQ(json()["logs"][0]["step_times"], json()["logs"][1]["step_times"]);
+  const std::string rows = alone.substr(alone.find('\n') + 1);
+  EXPECT_TRUE(read_file(path("scores.csv")) == alone + rows);
 }
 
 }  // namespace

@@ -29,10 +29,9 @@ Json present_figures(const std::filesystem::path& folder) {
     if (entry.path().extension() == ".gz") paths.push_back(entry.path().string());
   }
   std::ranges::sort(paths);
-  std::vector<WalkLog> logs;
-  read_walks(paths, {}, [&logs](WalkLog&& log) { logs.push_back(std::move(log)); });
   Json json;
-  for (const WalkLog& log : logs) {
+  for (const std::string& path : paths) {
+    const WalkLog log = read_walk(path, {});
     // Of each log alone: the band-pass delays a slow walk by more than a quick one.
     const double latency = median_latency(std::span(&log.steps, 1));
     const StepFigures figures = step_figures(log, latency);

@@ -230,31 +230,36 @@ void run(const Options& options) {
     scores.emplace(options.scores).write(fmt::format("{}\n", kScoreColumns));
   }
   std::vector<WalkLog> logs;
-  const auto report = [&] {
-    const std::vector<Walk> walks = evaluate(std::move(logs));
-    const std::vector<Group> groups = grouped(walks, options.by);
-    StepFigures total;
-    for (const Walk& walk : walks) total += walk.figures;
-    print_table(groups, total, options.summary);
-    if (json) write_json(*json, walks, groups, total, options.by);
-    if (scores) scores->close();
-    for (const Walk& walk : walks) print_skipped(walk.log.first_skipped, walk.log.skipped);
-  };
-  try {
+  std::vector<InputError> failures;
+  {
     ProgressBar bar;
     const bool terminal = isatty(STDERR_FILENO) == 1;
-    read_walks(options.logs, {.lenient = options.lenient, .scores = scores.has_value()},
-               [&](WalkLog&& log) {
-                 if (scores) scores->write(std::exchange(log.scores, {}));
-                 logs.push_back(std::move(log));
-                 if (terminal) bar.show(count(std::ssize(logs)) / count(std::ssize(options.logs)));
-               });
-  } catch (const InputError&) {
-    // The logs before the bad one are not lost.
-    report();
-    throw;
+    for (const std::string& path : options.logs) {
+      try {
+        logs.push_back(read_walk(path, {.lenient = options.lenient, .scores = scores.has_value()}));
+        if (scores) scores->write(std::exchange(logs.back().scores, {}));
+      } catch (const InputError& error) {
+        failures.push_back(error);
+      }
+      if (terminal) {
+        bar.show(count(std::ssize(logs) + std::ssize(failures)) / count(std::ssize(options.logs)));
+      }
+    }
   }
-  report();
+  const std::vector<Walk> walks = evaluate(std::move(logs));
+  const std::vector<Group> groups = grouped(walks, options.by);
+  StepFigures total;
+  for (const Walk& walk : walks) total += walk.figures;
+  print_table(groups, total, options.summary);
+  if (json) write_json(*json, walks, groups, total, options.by);
+  if (scores) scores->close();
+  for (const Walk& walk : walks) print_skipped(walk.log.first_skipped, walk.log.skipped);
+  if (failures.empty()) return;
+  // The program prints the last one as it ends.
+  for (auto failure = failures.begin(); failure + 1 != failures.end(); ++failure) {
+    fmt::print(stderr, "zuvdr: {}\n", failure->what());
+  }
+  throw failures.back();
 }
 
 }  // namespace

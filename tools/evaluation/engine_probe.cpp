@@ -3,8 +3,6 @@
 #include <cmath>
 #include <numbers>
 
-#include "pdr/step_state_machine.h"
-
 namespace zuvdr::tools {
 
 EngineProbe probe_engine() {
@@ -29,27 +27,6 @@ std::optional<SensorEpoch> pair_epoch(const SensorData& event) {
   const SensorEpoch epoch = minsZuAlgo->epoch_queue.front();
   minsZuAlgo->epoch_queue.pop_front();
   return epoch;
-}
-
-std::optional<DetectedEpoch> detect_steps(const SensorData& event) {
-  std::optional<SensorEpoch> epoch = pair_epoch(event);
-  if (!epoch) return std::nullopt;
-  sns_oem_step_detector_inst_state& detector = minsZuAlgo->step_detector;
-  sns_oem_step_detector_StateMachine(static_cast<unsigned long long>(epoch->time_ns), epoch->acc,
-                                     epoch->gyr, &detector);
-  const int newest = (detector.nets_ready != 0 ? kStepWindow : detector.sample_count) - 1;
-  return DetectedEpoch{.time_ns = epoch->time_ns,
-                       .bout_steps = detector.bout_step_count,
-                       .total_steps = detector.total_steps,
-                       .acc = detector.acc_window[newest],
-                       .gyr = detector.gyr_window[newest],
-                       .acc_score = detector.acc_score,
-                       .gyr_score = detector.gyr_score,
-                       .scored = detector.nets_ready != 0,
-                       .acc_hit = detector.acc_hit != 0,
-                       .gyr_hit = detector.gyr_hit != 0,
-                       .gate_open = gate_open(detector, static_cast<std::uint64_t>(epoch->time_ns)),
-                       .step = detector.step_flag != 0};
 }
 
 }  // namespace zuvdr::tools

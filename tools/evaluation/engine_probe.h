@@ -33,23 +33,4 @@ EngineProbe probe_engine();
 // completes.
 std::optional<SensorEpoch> pair_epoch(const SensorData& event);
 
-// The step detector's answer to one epoch, and what it rests on.
-struct DetectedEpoch {
-  std::int64_t time_ns;
-  int bout_steps;
-  int total_steps;
-  float acc;        // newest band-passed |acceleration|, m/s^2
-  float gyr;        // newest band-passed |rate|, rad/s
-  float acc_score;  // 0 to 1, low: looks like a step; both scores are 0 while not scored
-  float gyr_score;
-  bool scored;  // the networks have run
-  bool acc_hit;
-  bool gyr_hit;
-  bool gate_open;  // would have let a hit of this epoch pass
-  bool step;
-};
-
-// Runs the step detector, and nothing else, on the epoch that pair_epoch yields for the event.
-std::optional<DetectedEpoch> detect_steps(const SensorData& event);
-
 }  // namespace zuvdr::tools

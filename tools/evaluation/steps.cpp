@@ -1,26 +1,19 @@
 #include "tools/evaluation/steps.h"
 
 #include <fmt/format.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <cmath>
 #include <cstddef>
-#include <cstring>
-#include <deque>
 #include <iterator>
-#include <nlohmann/json.hpp>
 #include <numeric>
 #include <optional>
-#include <stdexcept>
 #include <string_view>
 #include <utility>
 #include <variant>
 
+#include "pdr/step_networks.h"
+#include "pdr/step_state_machine.h"
 #include "tools/evaluation/engine_probe.h"
 #include "tools/logs/event_log.h"
 #include "tools/logs/text_fields.h"
@@ -28,14 +21,9 @@
 
 namespace zuvdr::tools {
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(StepSeries, declared, reference, from, to)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(WalkLog, path, subject, position, activity, steps, bout_steps,
-                                   last_epoch, has_reference, skipped, first_skipped, scores)
-
 namespace {
 
 constexpr int kConfirmedBout = 10;  // steps
-constexpr std::size_t kChildrenAtOnce = 2;
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 std::string csv_field(const std::string& text) {
@@ -44,6 +32,51 @@ std::string csv_field(const std::string& text) {
   for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
   return quoted + '"';
 }
+
+// The detector's answer to one epoch, and what it rests on.
+struct DetectedEpoch {
+  std::int32_t bout_steps;
+  float acc;        // newest band-passed |acceleration|, m/s^2
+  float gyr;        // newest band-passed |rate|, rad/s
+  float acc_score;  // 0 to 1, low: looks like a step; both scores are 0 while not scored
+  float gyr_score;
+  bool scored;  // the networks have run
+  bool acc_hit;
+  bool gyr_hit;
+  bool gate_open;  // would have let a hit of this epoch pass
+  bool step;
+};
+
+// A detector that has heard nothing yet. The engine's keeps its filters for the life of the
+// process: one log would colour the first seconds of the next.
+class Detector {
+ public:
+  DetectedEpoch take(const SensorEpoch& epoch) {
+    const auto time = static_cast<std::uint64_t>(epoch.time_ns);
+    if (machine_.take_samples(epoch.acc, epoch.gyr, state_)) {
+      state_.acc_score = accelerometer_step_score(state_.acc_window, state_.acc_window_head);
+      state_.gyr_score = gyroscope_step_score(state_.gyr_window);
+      state_.nets_ready = 1;
+    }
+    machine_.decide(time, state_);
+    const bool scored = state_.nets_ready != 0;
+    const int newest = (scored ? kStepWindow : state_.sample_count) - 1;
+    return {.bout_steps = state_.bout_step_count,
+            .acc = state_.acc_window[newest],
+            .gyr = state_.gyr_window[newest],
+            .acc_score = state_.acc_score,
+            .gyr_score = state_.gyr_score,
+            .scored = scored,
+            .acc_hit = state_.acc_hit != 0,
+            .gyr_hit = state_.gyr_hit != 0,
+            .gate_open = gate_open(state_, time),
+            .step = state_.step_flag != 0};
+  }
+
+ private:
+  StepStateMachine machine_;
+  StepStateMachine::State state_{};
+};
 
 // times: of the epochs, s; reference: P rows, s.
 std::string score_rows(const std::string& path, const std::vector<DetectedEpoch>& epochs,
@@ -69,129 +102,6 @@ std::string score_rows(const std::string& path, const std::vector<DetectedEpoch>
   return rows;
 }
 
-WalkLog read_in_this_process(const std::string& path, const WalkReading& reading) {
-  Reset();
-  EventLogReader reader(path, reading.lenient);
-  WalkLog log;
-  log.path = path;
-  std::optional<std::int64_t> start_ns;
-  std::vector<std::int64_t> reference_ns;
-  std::vector<DetectedEpoch> epochs;
-  std::vector<double> times;
-  for (EventRow row; reader.next(row);) {
-    if (const auto* sensor = std::get_if<SensorRow>(&row)) {
-      if (!start_ns) start_ns = sensor->event.timestamp;
-      const auto epoch = detect_steps(sensor->event);
-      if (!epoch) continue;
-      log.last_epoch = seconds_between(*start_ns, epoch->time_ns);
-      if (epoch->step) {
-        log.steps.declared.push_back(log.last_epoch);
-        log.bout_steps.push_back(epoch->bout_steps);
-      }
-      if (reading.scores) {
-        epochs.push_back(*epoch);
-        times.push_back(log.last_epoch);
-      }
-    } else if (const auto* step = std::get_if<StepRow>(&row)) {
-      reference_ns.push_back(step->time_ns);
-    }
-  }
-  for (const std::int64_t time_ns : reference_ns) {
-    log.steps.reference.push_back(seconds_between(start_ns.value_or(0), time_ns));
-  }
-  log.has_reference = !reference_ns.empty();
-  log.skipped = reader.skipped();
-  log.first_skipped = reader.first_skipped();
-  log.subject = reader.header("subject");
-  log.position = reader.header("position");
-  log.activity = reader.header("activity");
-  set_counted_part(log.steps, path, reader.header("span_s"));
-  log.scores = score_rows(path, epochs, times, log.steps.reference);
-  return log;
-}
-
-enum ChildStatus { kRead = 0, kFailed = 1, kBadLog = 2 };
-
-bool write_all(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written <= 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
-std::string read_all(int descriptor) {
-  std::string text;
-  std::array<char, 1 << 16> buffer;
-  ssize_t count = 0;
-  while ((count = read(descriptor, buffer.data(), buffer.size())) > 0) {
-    text.append(buffer.data(), static_cast<std::size_t>(count));
-  }
-  return text;
-}
-
-// Answers with the log in CBOR, or with the message of the failure.
-[[noreturn]] void run_child(int descriptor, const std::string& path, const WalkReading& reading) {
-  try {
-    std::string bytes;
-    nlohmann::json::to_cbor(read_in_this_process(path, reading), bytes);
-    _exit(write_all(descriptor, bytes) ? kRead : kFailed);
-  } catch (const EventLogError& error) {
-    write_all(descriptor, error.what());
-    _exit(kBadLog);
-  } catch (...) {
-    _exit(kFailed);
-  }
-}
-
-class Child {
- public:
-  Child(const std::string& path, const WalkReading& reading) : path_(path) {
-    std::array<int, 2> ends;
-    if (pipe(ends.data()) != 0)
-      throw std::runtime_error(fmt::format("pipe: {}", std::strerror(errno)));
-    process_ = fork();
-    if (process_ == 0) {
-      close(ends[0]);  // or it would wait for ever to be read by a parent that is gone
-      run_child(ends[1], path, reading);
-    }
-    close(ends[1]);
-    end_ = ends[0];
-    if (process_ < 0) {
-      const int reason = errno;
-      close(end_);
-      throw std::runtime_error(fmt::format("fork: {}", std::strerror(reason)));
-    }
-  }
-
-  ~Child() {
-    close(end_);
-    if (process_ <= 0) return;
-    // It may be waiting to be read: a younger child holds the pipe's other end too.
-    kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-
-  WalkLog answer() {
-    const std::string bytes = read_all(end_);
-    int status = 0;
-    waitpid(std::exchange(process_, 0), &status, 0);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == kBadLog) throw EventLogError(bytes);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != kRead) {
-      throw std::runtime_error(fmt::format("{}: the step counter broke off", path_));
-    }
-    return nlohmann::json::from_cbor(bytes).get<WalkLog>();
-  }
-
- private:
-  std::string path_;
-  int end_ = -1;
-  pid_t process_ = 0;
-};
-
 double ratio(std::int64_t part, std::int64_t whole) {
   return static_cast<double>(part) / static_cast<double>(whole);
 }
@@ -212,17 +122,47 @@ void set_counted_part(StepSeries& steps, const std::string& path, const std::str
   }
 }
 
-void read_walks(std::span<const std::string> paths, const WalkReading& reading,
-                const std::function<void(WalkLog&&)>& visit) {
-  std::deque<Child> children;
-  for (std::size_t next = 0; next < paths.size() || !children.empty();) {
-    while (next < paths.size() && children.size() < kChildrenAtOnce) {
-      children.emplace_back(paths[next++], reading);
+WalkLog read_walk(const std::string& path, const WalkReading& reading) {
+  Reset();  // of the queues that pair_epoch fills
+  EventLogReader reader(path, reading.lenient);
+  Detector detector;
+  WalkLog log;
+  log.path = path;
+  std::optional<std::int64_t> start_ns;
+  std::vector<std::int64_t> reference_ns;
+  std::vector<DetectedEpoch> epochs;
+  std::vector<double> times;
+  for (EventRow row; reader.next(row);) {
+    if (const auto* sensor = std::get_if<SensorRow>(&row)) {
+      if (!start_ns) start_ns = sensor->event.timestamp;
+      const auto paired = pair_epoch(sensor->event);
+      if (!paired) continue;
+      const DetectedEpoch epoch = detector.take(*paired);
+      log.last_epoch = seconds_between(*start_ns, paired->time_ns);
+      if (epoch.step) {
+        log.steps.declared.push_back(log.last_epoch);
+        log.bout_steps.push_back(epoch.bout_steps);
+      }
+      if (reading.scores) {
+        epochs.push_back(epoch);
+        times.push_back(log.last_epoch);
+      }
+    } else if (const auto* step = std::get_if<StepRow>(&row)) {
+      reference_ns.push_back(step->time_ns);
     }
-    WalkLog log = children.front().answer();
-    children.pop_front();
-    visit(std::move(log));
   }
+  for (const std::int64_t time_ns : reference_ns) {
+    log.steps.reference.push_back(seconds_between(start_ns.value_or(0), time_ns));
+  }
+  log.has_reference = !reference_ns.empty();
+  log.skipped = reader.skipped();
+  log.first_skipped = reader.first_skipped();
+  log.subject = reader.header("subject");
+  log.position = reader.header("position");
+  log.activity = reader.header("activity");
+  set_counted_part(log.steps, path, reader.header("span_s"));
+  log.scores = score_rows(path, epochs, times, log.steps.reference);
+  return log;
 }
 
 StepTotals& StepTotals::operator+=(const StepTotals& other) {

@@ -2,9 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <limits>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -39,12 +37,9 @@ struct WalkReading {
 // Throws EventLogError.
 void set_counted_part(StepSeries& steps, const std::string& path, const std::string& header);
 
-// Runs the detector over the logs and hands each to `visit`, in order. Every log is read in a child
-// process, since the filters keep their state for the life of a process and one log would colour
-// the first seconds of the next; two run at a time. Throws EventLogError as the reader does, after
-// the logs before the bad one have been visited.
-void read_walks(std::span<const std::string> paths, const WalkReading& reading,
-                const std::function<void(WalkLog&&)>& visit);
+// Runs a fresh detector over the log, its events paired by the engine, which is reset. Throws
+// EventLogError.
+WalkLog read_walk(const std::string& path, const WalkReading& reading);
 
 struct StepTotals {
   std::int64_t logs = 0;
