@@ -1,5 +1,6 @@
 #include "training/network.h"
 
+#include <fmt/format.h>
 #include <torch/torch.h>
 
 #include <algorithm>
@@ -132,6 +133,24 @@ std::vector<float> with_unscored(const torch::Tensor& logits, std::size_t epochs
   return result;
 }
 
+// Calls visit(name, rows, tensor) for each table of pdr/step_tables.h, the tensor in its order.
+template <typename Visitor>
+void visit_tables(const Net& net, Visitor visit) {
+  const bool acc = net.sensor == Sensor::kAccelerometer;
+  visit(acc ? "FirConvnet" : "GConvnet", 1, net.over_window->kernel);
+  visit(acc ? "FirConvnetBias" : "GConvnetBias", 1, net.over_window->bias);
+  if (acc) {
+    visit("SedConvnet", 1, net.over_head->kernel);
+    visit("SedConvnetBias", 1, net.over_head->bias);
+  }
+  for (std::size_t k = 0; k < net.dense.size(); ++k) {
+    const Layer& layer = net.layers()[k];
+    // One output makes a vector, which has one row.
+    visit(layer.weights, layer.outputs == 1 ? 1 : layer.inputs, net.dense[k]->weight.t());
+    visit(layer.biases, 1, net.dense[k]->bias);
+  }
+}
+
 }  // namespace
 
 struct StepNetwork::Model {
@@ -186,6 +205,18 @@ StepNetwork::StepNetwork(Sensor sensor, const Examples& examples, const Training
     loss.backward();
     adam.step();
   }
+}
+
+StepNetwork::StepNetwork(Sensor sensor, std::span<const Table> tables)
+    : model_(std::make_unique<Model>(sensor)) {
+  const torch::NoGradGuard no_gradient;
+  visit_tables(model_->net, [&](const char* name, std::int64_t, const torch::Tensor& tensor) {
+    const auto table = std::ranges::find(tables, name, &Table::name);
+    if (table == tables.end() || size_of(table->values) != tensor.numel()) {
+      throw std::invalid_argument(fmt::format("no table {} of {} values", name, tensor.numel()));
+    }
+    tensor.copy_(as_tensor(table->values, tensor.sizes()));
+  });
 }
 
 StepNetwork::~StepNetwork() = default;
@@ -283,24 +314,10 @@ void FineTuning::finish() {
 }
 
 std::vector<Table> StepNetwork::tables() const {
-  const Net& net = model_->net;
   std::vector<Table> tables;
-  const auto add = [&tables](const char* name, std::int64_t rows, const torch::Tensor& tensor) {
+  visit_tables(model_->net, [&](const char* name, std::int64_t rows, const torch::Tensor& tensor) {
     tables.push_back({name, rows, tensor.numel() / rows, values_of(tensor)});
-  };
-  const bool acc = net.sensor == Sensor::kAccelerometer;
-  add(acc ? "FirConvnet" : "GConvnet", 1, net.over_window->kernel);
-  add(acc ? "FirConvnetBias" : "GConvnetBias", 1, net.over_window->bias);
-  if (acc) {
-    add("SedConvnet", 1, net.over_head->kernel);
-    add("SedConvnetBias", 1, net.over_head->bias);
-  }
-  for (std::size_t k = 0; k < net.dense.size(); ++k) {
-    const Layer& layer = net.layers()[k];
-    // One output makes a vector, which has one row.
-    add(layer.weights, layer.outputs == 1 ? 1 : layer.inputs, net.dense[k]->weight.t());
-    add(layer.biases, 1, net.dense[k]->bias);
-  }
+  });
   return tables;
 }
 

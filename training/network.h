@@ -46,6 +46,9 @@ class StepNetwork {
   // arguments give the same network under the same kernels (training/kernels.h). Binary cross
   // entropy, Adam (Kingma and Ba, 2015) under the one-cycle rate (Smith and Topin, 2019).
   StepNetwork(Sensor sensor, const Examples& examples, const TrainingOptions& options);
+  // With the weights of these tables, as tables() gives them. Throws std::invalid_argument when one
+  // is missing or of another size.
+  StepNetwork(Sensor sensor, std::span<const Table> tables);
   ~StepNetwork();
   StepNetwork(StepNetwork&&) noexcept;
   StepNetwork& operator=(StepNetwork&&) noexcept;
