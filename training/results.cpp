@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <limits>
 #include <numeric>
-#include <span>
 #include <utility>
 
 namespace zuvdr::training {
@@ -45,16 +44,16 @@ double rounded(double value, int decimals) {
   return std::round(value * scale) / scale;
 }
 
-void Results::add(const Sample& sample, Detection detection) {
+void Results::add(const Sample& sample, tools::WalkLog walk) {
   Entry& entry = entries_[set_name(sample.recording)];
   entry.samples.push_back(&sample);
-  entry.detections.push_back(std::move(detection));
+  entry.walks.push_back(std::move(walk));
 }
 
 FiguresBySet Results::figures() const {
   FiguresBySet figures;
   for (const auto& [name, entry] : entries_) {
-    figures[name] = figures_of(entry.samples, entry.detections);
+    figures[name] = tools::step_figures(entry.walks);
   }
   return figures;
 }
@@ -62,10 +61,10 @@ FiguresBySet Results::figures() const {
 Json Results::logs() const {
   Json json = Json::array();
   for (const auto& [name, entry] : entries_) {
-    const double latency = figures_of(entry.samples, entry.detections).latency();
+    const double latency = tools::step_figures(entry.walks).latency;
     for (std::size_t i = 0; i < entry.samples.size(); ++i) {
       const Recording& recording = entry.samples[i]->recording;
-      const Detection& detection = entry.detections[i];
+      const tools::StepFigures figures = tools::step_figures(entry.walks[i], latency);
       Json& log = json.emplace_back();
       log["set"] = recording.set;
       log["log"] = recording.name;
@@ -73,18 +72,15 @@ Json Results::logs() const {
       log["position"] = recording.position;
       log["activity"] = recording.activity;
       if (recording.walking()) {
-        const tools::StepAgreement agreement = agreement_of(recording, detection, latency);
         log["cadence"] = cadence_of(recording);
-        log["reference"] = agreement.reference;
-        log["declared"] = agreement.declared;
-        log["matched"] = agreement.matched;
+        log["reference"] = figures.agreement.reference;
+        log["declared"] = figures.agreement.declared;
+        log["matched"] = figures.agreement.matched;
       } else {
-        const SetFigures alone =
-            figures_of(std::span(&entry.samples[i], 1), std::span(&detection, 1));
-        log["minutes"] = alone.minutes;
-        log["steps"] = alone.steps;
-        log["longest_bout"] = alone.longest_bout;
-        log["confirmed"] = alone.confirmed;
+        log["minutes"] = figures.total().seconds / 60.0;
+        log["steps"] = figures.total().steps;
+        log["longest_bout"] = figures.longest_bout;
+        log["confirmed"] = figures.total().confirmed;
       }
     }
   }
@@ -103,9 +99,10 @@ void print(const FiguresBySet& all) {
     fmt::print(
         "{:<24} {:>4} {:>7.1f} {:>7.4f} {:>7.4f} {:>7.4f} {:>7.2f} {:>7.2f} {:>7.3f} {:>9} "
         "{:>5} {:>7.1f}\n",
-        name, figures.logs, figures.minutes, agreement.f1(), agreement.recall(),
-        agreement.precision(), 100.0 * figures.count_error(), total, figures.latency(),
-        figures.confirmed, figures.longest_bout, figures.steps_per_minute());
+        name, figures.total().logs, figures.total().seconds / 60.0, agreement.f1(),
+        agreement.recall(), agreement.precision(), 100.0 * figures.count_error(), total,
+        figures.latency, figures.total().confirmed, figures.longest_bout,
+        figures.steps_per_minute());
   }
   std::fflush(stdout);
 }
@@ -117,11 +114,11 @@ void print_spread(const std::vector<FiguresBySet>& trainings) {
     std::vector<double> f1, count_error, rate;
     std::int64_t confirmed = 0;
     for (const FiguresBySet& training : trainings) {
-      const SetFigures& figures = training.at(name);
+      const tools::StepFigures& figures = training.at(name);
       f1.push_back(figures.agreement.f1());
       count_error.push_back(figures.count_error());
       rate.push_back(figures.steps_per_minute());
-      confirmed += figures.confirmed;
+      confirmed += figures.total().confirmed;
     }
     const bool walking = first.agreement.reference > 0;
     fmt::print("{:<24} {:<28} {:<28} {:<28} {}\n", name, walking ? spread(f1, 1.0) : "",
@@ -135,13 +132,13 @@ Json to_json(const FiguresBySet& all) {
   Json json;
   for (const auto& [name, figures] : all) {
     Json& set = json[name];
-    set["logs"] = figures.logs;
+    set["logs"] = figures.total().logs;
     if (figures.agreement.reference > 0) {
       set["steps"] = figures.agreement.reference;
       set["f1"] = rounded(figures.agreement.f1(), 4);
       set["count_error"] = rounded(figures.count_error(), 4);
     } else {
-      set["confirmed"] = figures.confirmed;
+      set["confirmed"] = figures.total().confirmed;
       set["longest_bout"] = figures.longest_bout;
       set["steps_per_minute"] = rounded(figures.steps_per_minute(), 1);
     }

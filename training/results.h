@@ -6,17 +6,18 @@
 #include <string>
 #include <vector>
 
-#include "training/step_gate.h"
+#include "tools/evaluation/steps.h"
+#include "training/corpus.h"
 
 namespace zuvdr::training {
 
 // By set_name.
-using FiguresBySet = std::map<std::string, SetFigures>;
+using FiguresBySet = std::map<std::string, tools::StepFigures>;
 
 // Detections of one detector.
 class Results {
  public:
-  void add(const Sample& sample, Detection detection);
+  void add(const Sample& sample, tools::WalkLog walk);
 
   FiguresBySet figures() const;
 
@@ -26,7 +27,7 @@ class Results {
  private:
   struct Entry {
     std::vector<const Sample*> samples;
-    std::vector<Detection> detections;
+    std::vector<tools::WalkLog> walks;
   };
   std::map<std::string, Entry> entries_;
 };

@@ -1,7 +1,5 @@
 #include "training/signals.h"
 
-#include <algorithm>
-
 #include "pdr/step_state_machine.h"
 
 namespace zuvdr::training {
@@ -23,9 +21,12 @@ Signals signals_of(const Recording& recording) {
   return signals;
 }
 
-Detection detect(const Recording& recording, std::span<const float> acc_scores,
-                 std::span<const float> gyr_scores) {
-  Detection detection;
+tools::WalkLog detect(const Recording& recording, std::span<const float> acc_scores,
+                      std::span<const float> gyr_scores) {
+  tools::WalkLog log;
+  log.steps = recording.steps;
+  log.has_reference = recording.walking();
+  if (!recording.epochs.empty()) log.last_epoch = recording.seconds(recording.epochs.size() - 1);
   StepStateMachine detector;
   StepStateMachine::State state{};
   for (std::size_t i = 0; i < recording.epochs.size(); ++i) {
@@ -37,11 +38,10 @@ Detection detect(const Recording& recording, std::span<const float> acc_scores,
     }
     detector.decide(static_cast<std::uint64_t>(epoch.time_ns), state);
     if (!state.step_flag) continue;
-    detection.steps.push_back(recording.seconds(i));
-    detection.longest_bout = std::max(detection.longest_bout, state.bout_step_count);
+    log.steps.declared.push_back(recording.seconds(i));
+    log.bout_steps.push_back(state.bout_step_count);
   }
-  detection.confirmed = state.total_steps;
-  return detection;
+  return log;
 }
 
 }  // namespace zuvdr::training

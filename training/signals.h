@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "pdr/step_networks.h"
+#include "tools/evaluation/steps.h"
 #include "training/recording.h"
 
 namespace zuvdr::training {
@@ -24,14 +25,8 @@ struct Signals {
 // Runs the library's filters, windows and searches.
 Signals signals_of(const Recording& recording);
 
-struct Detection {
-  std::vector<double> steps;  // declared, s from the first sensor event
-  int longest_bout = 0;
-  int confirmed = 0;
-};
-
 // Runs the whole detector with the given scores, one per epoch.
-Detection detect(const Recording& recording, std::span<const float> acc_scores,
-                 std::span<const float> gyr_scores);
+tools::WalkLog detect(const Recording& recording, std::span<const float> acc_scores,
+                      std::span<const float> gyr_scores);
 
 }  // namespace zuvdr::training

@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <iterator>
 #include <limits>
-#include <numeric>
+#include <map>
+#include <string>
 #include <utility>
 
 #include "pdr/step_state_machine.h"
@@ -51,12 +52,6 @@ Scores shifted_scores(const Scores& logits, float acc_shift, float gyr_shift) {
   return scores;
 }
 
-tools::StepSeries series_of(const Recording& recording, const Detection& detection) {
-  tools::StepSeries series = recording.steps;
-  series.declared = detection.steps;
-  return series;
-}
-
 using Sets = std::map<std::string, std::vector<const Sample*>>;
 
 Sets by_set(std::span<const Sample* const> samples) {
@@ -65,10 +60,6 @@ Sets by_set(std::span<const Sample* const> samples) {
     sets[set_name(sample->recording)].push_back(sample);
   }
   return sets;
-}
-
-double mean(const std::vector<double>& values) {
-  return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
 }
 
 std::vector<const Sample*> recorded(std::span<const Sample* const> samples) {
@@ -111,11 +102,10 @@ StepGate::StepGate(std::span<const Sample* const> samples,
 void StepGate::tune(std::span<const Sample* const> samples, const GateOptions& options) {
   std::map<std::string, double> latencies;
   for (const auto& [name, members] : by_set(samples)) {
-    std::vector<Detection> detections;
-    for (const Sample* sample : members) detections.push_back(detect(*sample));
-    if (members[0]->recording.walking()) {
-      latencies[members[0]->recording.set] = figures_of(members, detections).latency();
-    }
+    if (!members[0]->recording.walking()) continue;
+    std::vector<tools::StepSeries> walks;
+    for (const Sample* sample : members) walks.push_back(detect(*sample).steps);
+    latencies[members[0]->recording.set] = tools::median_latency(walks);
   }
   const std::vector<Sample> copies = warped_copies(
       recorded(samples), options.end_to_end.warped_copies, options.network.seed, "end to end ");
@@ -133,35 +123,29 @@ Scores StepGate::scores(const Sample& sample) const {
   return shifted_scores(logits(sample), 0.0f, 0.0f);
 }
 
-Detection StepGate::detect(const Sample& sample) const {
+tools::WalkLog StepGate::detect(const Sample& sample) const {
   const Scores now = scores(sample);
   return training::detect(sample.recording, now.acc, now.gyr);
 }
 
 // On a grid, then on a finer one around its best point.
 void StepGate::calibrate(std::span<const Sample* const> samples) {
-  constexpr double kCountError = 1.0;    // of F1 per unit of count error
-  constexpr double kFalseSteps = 0.001;  // of F1 per step a minute when nobody walks
   std::vector<std::pair<std::vector<const Sample*>, std::vector<Scores>>> sets;
   for (auto& [name, members] : by_set(samples)) {
     std::vector<Scores> raw;
     for (const Sample* sample : members) raw.push_back(logits(*sample));
     sets.emplace_back(members, std::move(raw));
   }
-  const auto merit = [&](float acc_shift, float gyr_shift) {
+  const auto total_merit = [&](float acc_shift, float gyr_shift) {
     double sum = 0.0;
     for (const auto& [members, raw] : sets) {
-      std::vector<Detection> detections;
+      std::vector<tools::WalkLog> walks;
       for (std::size_t i = 0; i < members.size(); ++i) {
         const Scores now = shifted_scores(raw[i], acc_shift, gyr_shift);
-        detections.push_back(training::detect(members[i]->recording, now.acc, now.gyr));
+        walks.push_back(training::detect(members[i]->recording, now.acc, now.gyr));
       }
-      const SetFigures figures = figures_of(members, detections);
-      // A set without a step that counts has no say.
-      if (members[0]->recording.walking() && figures.count_errors.empty()) continue;
-      sum += members[0]->recording.walking()
-                 ? figures.agreement.f1() - kCountError * figures.count_error()
-                 : -kFalseSteps * figures.steps_per_minute();
+      const double now = merit(tools::step_figures(walks));
+      if (!std::isnan(now)) sum += now;
     }
     return sum;
   };
@@ -177,7 +161,7 @@ void StepGate::calibrate(std::span<const Sample* const> samples) {
       for (int k = -reach; k <= reach; ++k) {
         const float acc_shift = std::max(centre_acc + step * static_cast<float>(i), lowest_acc);
         const float gyr_shift = centre_gyr + step * static_cast<float>(k);
-        if (const double now = merit(acc_shift, gyr_shift); now > best) {
+        if (const double now = total_merit(acc_shift, gyr_shift); now > best) {
           best = now;
           best_acc = acc_shift;
           best_gyr = gyr_shift;
@@ -204,63 +188,12 @@ Scores perfect_scores(const Sample& sample, std::size_t after_valley) {
   return {targets.score, targets.score};
 }
 
-tools::StepAgreement agreement_of(const Recording& recording, const Detection& detection,
-                                  double latency) {
-  return tools::match_steps(series_of(recording, detection), latency);
-}
-
-SetFigures& SetFigures::operator+=(const SetFigures& other) {
-  logs += other.logs;
-  minutes += other.minutes;
-  agreement += other.agreement;
-  latencies.insert(latencies.end(), other.latencies.begin(), other.latencies.end());
-  count_errors.insert(count_errors.end(), other.count_errors.begin(), other.count_errors.end());
-  longest_bout = std::max(longest_bout, other.longest_bout);
-  confirmed += other.confirmed;
-  steps += other.steps;
-  return *this;
-}
-
-double SetFigures::latency() const {
-  return mean(latencies);
-}
-
-double SetFigures::count_error() const {
-  return mean(count_errors);
-}
-
-double SetFigures::steps_per_minute() const {
-  return static_cast<double>(steps) / minutes;
-}
-
-SetFigures figures_of(std::span<const Sample* const> samples,
-                      std::span<const Detection> detections) {
-  SetFigures figures;
-  std::vector<tools::StepSeries> walks;
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    const Recording& recording = samples[i]->recording;
-    ++figures.logs;
-    const std::vector<double>& declared = detections[i].steps;
-    const double from = recording.steps.from;
-    if (!recording.epochs.empty()) {
-      const double end = recording.seconds(recording.epochs.size() - 1);
-      figures.minutes += std::max(std::min(end, recording.steps.to) - from, 0.0) / 60.0;
-    }
-    figures.steps +=
-        std::ranges::count_if(declared, [&](double time) { return recording.steps.counts(time); });
-    figures.longest_bout = std::max(figures.longest_bout, detections[i].longest_bout);
-    figures.confirmed += detections[i].confirmed;
-    if (recording.walking()) walks.push_back(series_of(recording, detections[i]));
-  }
-  if (walks.empty()) return figures;
-  const double latency = tools::median_latency(walks);
-  figures.latencies.push_back(latency);
-  for (const tools::StepSeries& walk : walks) {
-    const tools::StepAgreement agreement = tools::match_steps(walk, latency);
-    figures.agreement += agreement;
-    if (agreement.reference > 0) figures.count_errors.push_back(agreement.count_error());
-  }
-  return figures;
+double merit(const tools::StepFigures& figures) {
+  constexpr double kCountError = 1.0;    // of F1 per unit of count error
+  constexpr double kFalseSteps = 0.001;  // of F1 per step a minute when nobody walks
+  return figures.with_reference.logs > 0
+             ? figures.agreement.f1() - kCountError * figures.count_error()
+             : -kFalseSteps * figures.steps_per_minute();
 }
 
 }  // namespace zuvdr::training

@@ -187,14 +187,13 @@ void write_tables(const Options& options, const std::vector<Table>& tables, cons
   if (!out) throw std::runtime_error(fmt::format("{}: cannot be written", options.tables));
 }
 
-// Of one training, by the walkers it has not seen: F1 less the count error, over recorded walks;
-// NaN without reference steps.
-double merit(const FiguresBySet& unseen) {
+// Of one training, by the recorded walkers it has not seen; NaN without reference steps.
+double merit_of_unseen(const FiguresBySet& unseen) {
   double sum = 0.0;
   for (const std::string& set : kTrainingSets) {
     const auto figures = unseen.find(set);
     if (figures == unseen.end()) return std::numeric_limits<double>::quiet_NaN();
-    sum += figures->second.agreement.f1() - figures->second.count_error();
+    sum += merit(figures->second);
   }
   return sum;
 }
@@ -254,7 +253,7 @@ void train(const Options& options) {
     const FiguresBySet& unseen = trainings.emplace_back(results.figures());
     fmt::print("seed {}: walkers not trained on, but calibrated and chosen on\n", seed);
     print(unseen);
-    const double now = merit(unseen);
+    const double now = merit_of_unseen(unseen);
     const Json shifts = {rounded(gate.shifts()[0], 3), rounded(gate.shifts()[1], 3)};
     record["seeds"][fmt::format("{}", seed)] = {
         {"merit", rounded(now, 4)}, {"bias_shifts", shifts}, {"validation", to_json(unseen)}};

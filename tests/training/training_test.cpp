@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <regex>
@@ -17,15 +18,17 @@
 #include <utility>
 #include <vector>
 
+#include "pdr/step_networks.h"
 #include "pdr/step_state_machine.h"
+#include "pdr/step_tables.h"
 #include "tests/tools/scratch.h"
 #include "training/kernels.h"
+#include "training/results.h"
 #include "training/step_gate.h"
 
 namespace zuvdr::training {
 namespace {
 
-using Vector = std::vector<double>;
 using Tables = std::map<std::string, std::vector<float>>;
 
 Tables by_name(const std::vector<Table>& tables) {
@@ -35,57 +38,6 @@ Tables by_name(const std::vector<Table>& tables) {
     EXPECT_TRUE(result.emplace(table.name, table.values).second) << table.name;
   }
   return result;
-}
-
-Vector convolved(const Vector& x, const std::vector<float>& kernel, float bias) {
-  Vector y;
-  for (std::size_t i = 0; i + 2 < x.size(); ++i) {
-    y.push_back(bias);
-    for (std::size_t k = 0; k < 3; ++k) y[i] += static_cast<double>(kernel[k]) * x[i + k];
-  }
-  return y;
-}
-
-// Through the dense layers named, each a pair of weights and biases; without rectifying the last.
-double through(Vector x, const Tables& tables, const std::vector<std::string>& names) {
-  for (std::size_t layer = 0; layer < names.size(); layer += 2) {
-    const std::vector<float>& weights = tables.at(names[layer]);
-    const std::vector<float>& biases = tables.at(names[layer + 1]);
-    Vector y(biases.begin(), biases.end());
-    for (std::size_t j = 0; j < y.size(); ++j) {
-      for (std::size_t i = 0; i < x.size(); ++i) {
-        y[j] += static_cast<double>(weights[i * y.size() + j]) * x[i];
-      }
-      if (layer + 2 < names.size()) y[j] = std::max(y[j], 0.0);
-    }
-    x = y;
-  }
-  return x.at(0);
-}
-
-const std::vector<std::string> kAccTail = {"Denesnet", "Denesnetbias", "Outputnet",
-                                           "Outputnetbias"};
-
-double acc_logit(const Vector& window, const Tables& tables) {
-  const Vector head(window.begin(), window.begin() + 12);
-  Vector x = convolved(window, tables.at("FirConvnet"), tables.at("FirConvnetBias")[0]);
-  const Vector over_head = convolved(head, tables.at("SedConvnet"), tables.at("SedConvnetBias")[0]);
-  x.insert(x.end(), over_head.begin(), over_head.end());
-  std::vector<std::string> names = {"Inputnet", "Inputnetbias"};
-  names.insert(names.end(), kAccTail.begin(), kAccTail.end());
-  return through(x, tables, names);
-}
-
-double gyr_logit(const Vector& window, const Tables& tables) {
-  return through(convolved(window, tables.at("GConvnet"), tables.at("GConvnetBias")[0]), tables,
-                 {"GInputnet", "GInputnetBias", "GDensenet", "GDensenetBias", "GDensenet_2",
-                  "GDensenetBias_2", "GOutputnet", "GOutputnetBias"});
-}
-
-// The 18 samples up to epoch i.
-Vector window_at(const std::vector<float>& signal, std::size_t i) {
-  const auto end = signal.begin() + static_cast<std::ptrdiff_t>(i) + 1;
-  return {end - 18, end};
 }
 
 double logistic(double x) {
@@ -108,23 +60,20 @@ TEST(TrainingTest, AFewSimulatedWalksMakeADetectorThatFindsTheStepsOfOthers) {
   const StepGate gate(pointers(known), pointers(known), options);
 
   const std::vector<Sample> others = simulate_corpus({12, 6, 0}, 3000);
-  std::vector<const Sample*> walks, handlings;
-  std::vector<Detection> steps, false_steps;
+  std::vector<tools::WalkLog> steps, false_steps;
   for (const Sample& sample : others) {
-    const bool walking = sample.recording.walking();
-    (walking ? walks : handlings).push_back(&sample);
-    (walking ? steps : false_steps).push_back(gate.detect(sample));
+    (sample.recording.walking() ? steps : false_steps).push_back(gate.detect(sample));
   }
-  const SetFigures walked = figures_of(walks, steps);
+  const tools::StepFigures walked = tools::step_figures(steps);
   EXPECT_GT(walked.agreement.recall(), 0.85);
   EXPECT_GT(walked.agreement.precision(), 0.92);
   // Walkers take 70 to 170 steps a minute. Shaken and swung phones do look like it now and then.
-  EXPECT_LT(figures_of(handlings, false_steps).steps_per_minute(), 25.0);
+  EXPECT_LT(tools::step_figures(false_steps).steps_per_minute(), 25.0);
 
-  const Tables tables = by_name(gate.tables());
-  EXPECT_EQ(tables.size(), 20U);
-  // A NaN clears the first dense layer of the accelerometer network; no step may come of it.
-  EXPECT_GE(logistic(through(Vector(40, 0.0), tables, kAccTail)), kAccScoreThreshold);
+  const std::vector<Table> tables = gate.tables();
+  EXPECT_EQ(by_name(tables).size(), 20U);
+  // No step may come of a NaN.
+  EXPECT_GE(logistic(StepNetwork(Sensor::kAccelerometer, tables).nan_logit()), kAccScoreThreshold);
 }
 
 TEST(TrainingTest, TheSeedAndNothingElseDecides) {
@@ -149,60 +98,111 @@ TEST(TrainingTest, PerfectScoresDeclareStepsWhenTheyAreWanted) {
   const std::vector<Sample> samples = simulate_corpus({1, 0, 0}, 1000);
   const auto latency = [&samples](std::size_t after_valley) {
     const Scores perfect = perfect_scores(samples[0], after_valley);
-    const Detection detection = detect(samples[0].recording, perfect.acc, perfect.gyr);
-    return figures_of(pointers(samples), std::vector{detection}).latency();
+    return tools::step_figures(std::vector{detect(samples[0].recording, perfect.acc, perfect.gyr)})
+        .latency;
   };
   EXPECT_NEAR(latency(6) - latency(2), 0.16, 0.041);
 }
 
-TEST(TrainingTest, FiguresOfSeveralDetectorsAddUp) {
-  SetFigures one;
-  one.logs = 2;
-  one.minutes = 3.0;
-  one.agreement = {10, 8, 6};
-  one.latencies = {0.5};
-  one.count_errors = {0.25, 0.05};
-  one.steps = 9;
-  one.longest_bout = 4;
-  one.confirmed = 11;
-  SetFigures other = one;
-  other.latencies = {0.7};
-  other.count_errors = {0.15, 0.15};
-  other.longest_bout = 7;
-  other += one;
-  EXPECT_EQ(other.logs, 4);
-  EXPECT_NEAR(other.latency(), 0.6, 1e-12);
-  EXPECT_NEAR(other.count_error(), 0.15, 1e-12);
-  EXPECT_NEAR(other.steps_per_minute(), 3.0, 1e-12);
-  EXPECT_NEAR(other.agreement.f1(), 24.0 / 36.0, 1e-12);
-  EXPECT_EQ(other.longest_bout, 7);
-  EXPECT_EQ(other.confirmed, 22);
+// Two walks of 100 reference steps: F1 0.8, mean count error 0.25. One minute in which nobody
+// walks, with 30 steps.
+const FiguresBySet kTwoSets = [] {
+  FiguresBySet sets;
+  tools::StepFigures& walks = sets["set"];
+  walks.with_reference.logs = 2;
+  walks.agreement = {.declared = 100, .reference = 100, .matched = 80};
+  walks.count_errors = {0.2, 0.3};
+  tools::StepFigures& still = sets["set, nobody walks"];
+  still.without_reference = {.logs = 1, .seconds = 60.0, .steps = 30, .confirmed = 12};
+  return sets;
+}();
+
+TEST(TrainingTest, MeritSetsCountErrorsAndFalseStepsOffAgainstF1) {
+  EXPECT_NEAR(merit(kTwoSets.at("set")), 0.8 - 0.25, 1e-12);
+  EXPECT_NEAR(merit(kTwoSets.at("set, nobody walks")), -0.03, 1e-12);
+  tools::StepFigures nothing;
+  nothing.with_reference.logs = 1;
+  EXPECT_TRUE(std::isnan(merit(nothing)));
 }
 
-TEST(StepNetworkTest, ShiftedLogitsAreThoseOfTheTablesInDouble) {
-  const std::vector<Sample> samples = simulate_corpus({1, 0, 0}, 1000);
-  const Sample& sample = samples[0];
-  const Targets targets =
-      make_targets(sample.recording, sample.signals, sample.valleys, sample.valleys, {});
-  TrainingOptions options;
-  options.passes = 1;
+TEST(TrainingTest, SpreadIsMeanLeastAndGreatestOfTheTrainings) {
+  FiguresBySet other = kTwoSets;
+  other["set"].agreement.matched = 60;
+  other["set"].count_errors = {0.1, 0.0};
+  other["set, nobody walks"].without_reference.steps = 10;
+  testing::internal::CaptureStdout();
+  print_spread({kTwoSets, other});
+  const std::string printed =
+      std::regex_replace(testing::internal::GetCapturedStdout(), std::regex(" +"), " ");
+  EXPECT_NE(printed.find("\nset 0.7 (0.6 to 0.8) 15 (5 to 25)"), std::string::npos) << printed;
+  EXPECT_NE(printed.find("\nset, nobody walks 20 (10 to 30) 24\n"), std::string::npos) << printed;
+}
+
+template <std::size_t N>
+Table shipped(const char* name, const float (&values)[N]) {
+  return {name, 1, N, {values, values + N}};
+}
+
+std::vector<Table> shipped_tables() {
+#define SHIPPED(name) shipped(#name, name)
+  return {
+      SHIPPED(FirConvnet),  SHIPPED(FirConvnetBias),  SHIPPED(SedConvnet), SHIPPED(SedConvnetBias),
+      SHIPPED(Inputnet),    SHIPPED(Inputnetbias),    SHIPPED(Denesnet),   SHIPPED(Denesnetbias),
+      SHIPPED(Outputnet),   SHIPPED(Outputnetbias),   SHIPPED(GConvnet),   SHIPPED(GConvnetBias),
+      SHIPPED(GInputnet),   SHIPPED(GInputnetBias),   SHIPPED(GDensenet),  SHIPPED(GDensenetBias),
+      SHIPPED(GDensenet_2), SHIPPED(GDensenetBias_2), SHIPPED(GOutputnet), SHIPPED(GOutputnetBias)};
+#undef SHIPPED
+}
+
+TEST(StepNetworkTest, AnswersAsTheLibraryDoesUnderTheShippedTables) {
+  const Sample sample = simulate_corpus({1, 0, 0}, 1000)[0];
+  const std::vector<Table> tables = shipped_tables();
+  Tables again;
+  // Up to 64 terms, with sums up to some 10, in another order: 64 * 10 / 2^24 = 4e-5 of a logit. A
+  // float score adds 6e-6 at 0.01 and says nothing of a logit far beyond.
   for (const Sensor sensor : {Sensor::kAccelerometer, Sensor::kGyroscope}) {
     const bool acc = sensor == Sensor::kAccelerometer;
     const std::vector<float>& signal = acc ? sample.signals.acc : sample.signals.gyr;
-    Examples examples;
-    examples.add(signal, targets);
-    StepNetwork network(sensor, examples, options);
-    const std::vector<float> before = network.logits(signal);
-    network.shift(-0.75f);
+    StepNetwork network(sensor, tables);
+    again.merge(by_name(network.tables()));
     const std::vector<float> logits = network.logits(signal);
-    const Tables tables = by_name(network.tables());
     ASSERT_EQ(logits.size(), signal.size());
+    int between = 0;
     for (std::size_t i = kFirstScored; i < signal.size(); ++i) {
-      const Vector window = window_at(signal, i);
-      ASSERT_NEAR(logits[i], acc ? acc_logit(window, tables) : gyr_logit(window, tables), 1e-4);
-      ASSERT_NEAR(logits[i], before[i] - 0.75f, 1e-4);
+      const float* window = &signal[i + 1 - kStepWindow];
+      const float score =
+          acc ? accelerometer_step_score(window, window) : gyroscope_step_score(window);
+      ASSERT_NEAR(logistic(logits[i]), score, 3e-5) << i;
+      if (score < 0.01f || score > 0.99f) continue;
+      ++between;
+      ASSERT_NEAR(logits[i], std::log(score / (1.0 - score)), 1e-4) << i;
     }
+    EXPECT_GT(between, 500);
+    const float nan[kStepWindow] = {std::numeric_limits<float>::quiet_NaN()};
+    if (acc) {
+      EXPECT_NEAR(logistic(network.nan_logit()), accelerometer_step_score(nan, nan), 1e-6);
+    }
+    network.shift(-0.75f);
+    EXPECT_NEAR(network.logits(signal)[500], logits[500] - 0.75f, 1e-4);
   }
+  EXPECT_EQ(again, by_name(tables));
+}
+
+TEST(StepNetworkTest, TheRateRisesAndFalls) {
+  Examples examples;
+  examples.windows.assign(kStepWindow, 0.1f);
+  examples.targets = examples.weights = {1.0f};
+  const auto bias = [&examples](double rate, int steps) {
+    TrainingOptions options;
+    options.rate = rate;
+    options.passes = steps;
+    return StepNetwork(Sensor::kGyroscope, examples, options).tables().back().values.at(0);
+  };
+  // Under a gradient that hardly changes Adam goes one rate a step: 1/25 of the greatest at first,
+  // (1 + cos(2/7 pi)) / 2 of it halfway.
+  const double rate = 1e-3, start = bias(1e-9, 1);
+  EXPECT_NEAR(bias(rate, 1) - start, rate * 0.04, rate * 0.002);
+  EXPECT_NEAR(bias(rate, 2) - start, rate * (0.04 + 0.8117), rate * 0.02);
 }
 
 class TrainProgramTest : public tools::ScratchTest {

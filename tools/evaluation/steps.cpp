@@ -250,4 +250,15 @@ StepFigures step_figures(const WalkLog& log, double latency) {
   return figures;
 }
 
+StepFigures step_figures(std::span<const WalkLog> logs) {
+  std::vector<StepSeries> referenced;
+  for (const WalkLog& log : logs) {
+    if (log.has_reference) referenced.push_back(log.steps);
+  }
+  const double latency = median_latency(referenced);
+  StepFigures figures;
+  for (const WalkLog& log : logs) figures += step_figures(log, latency);
+  return figures;
+}
+
 }  // namespace zuvdr::tools

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -72,5 +73,8 @@ struct StepFigures {
 
 // The latency (s) counts in logs with reference only.
 StepFigures step_figures(const WalkLog& log, double latency);
+
+// Of logs of one kind, under the median latency of those with reference.
+StepFigures step_figures(std::span<const WalkLog> logs);
 
 }  // namespace zuvdr::tools
