@@ -51,7 +51,7 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
       {"plot track.csv --out track.csv", 1, "track.csv: would overwrite the input track.csv"},
       {"--help >/dev/full", 1, full},
       {"replay log.csv >/dev/full", 1, full},
-      {"steps log.csv >/dev/full", 1, full},
+      {"steps log.csv --json new.json >/dev/full", 1, full},
       {"steps log.csv --json /dev/full", 1, "/dev/full: cannot write: No space left on device"},
       {"simulate walk --out - >/dev/full", 1, full},
       {"--version >&-", 1, closed},
