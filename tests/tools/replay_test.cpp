@@ -96,6 +96,17 @@ TEST(TruthWindowTest, InterpolatesInsideAndKnowsItsBounds) {
   EXPECT_TRUE(truth.at(12 * kSecond));
 }
 
+TEST(TruthWindowTest, WildStampsSilenceNothing) {
+  TruthWindow truth;
+  const std::int64_t last = std::numeric_limits<std::int64_t>::max();
+  for (const std::int64_t time : {last, 10 * kSecond, 11 * kSecond, 5000 * kSecond, 12 * kSecond}) {
+    truth.add(truth_row(time, static_cast<double>(time) * 1e-9, 0.0));
+  }
+  EXPECT_DOUBLE_EQ(truth.at(10 * kSecond + kSecond / 2)->latitude, 10.5);
+  EXPECT_DOUBLE_EQ(truth.at(11 * kSecond + kSecond / 2)->latitude, 11.5);
+  EXPECT_FALSE(truth.covers(13 * kSecond));
+}
+
 // A car drives along the equator by kStep a second; its fused position runs ahead by a tenth of
 // that for every second without an accepted fix. One letter a second: + accepted, - not accepted,
 // r not accepted and no solution, w not accepted and the walker's solution.

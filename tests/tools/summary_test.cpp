@@ -72,8 +72,8 @@ TEST(StatesTest, NameTheConditionThatNeverCameTrue) {
       {State::kPosition, {answer(kAligned)}, "tilt not known"},
       // Fast, but before the tilt was known.
       {State::kPosition,
-       {answer(kAligned), answer(kTilt, slow)},
-       "no accepted fix above 6 m/s from then on: the fastest had 5.0"},
+       {answer(kAligned), answer(kTilt, [](FixAnswer& a) { a.speed = 5.5; })},
+       "no accepted fix above 6 m/s from then on: the fastest had 5.5"},
       {State::kPosition,
        {answer(kTilt, [](FixAnswer& a) { a.engine.moving = false; })},
        "the sensors stood still at every accepted fix above 6 m/s"},
