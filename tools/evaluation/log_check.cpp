@@ -397,6 +397,17 @@ std::string LogCheck::describe(const Finding& finding) const {
   return {};
 }
 
+std::string LogCheck::first_place(const Finding& finding) const {
+  std::string place;
+  if (finding.line > 0) place += fmt::format(" line {}", finding.line);
+  // A wild stamp tells no time.
+  if (finding.time_ns && finding.fault != Fault::kWild) {
+    place += fmt::format("{} {:.1f} s", place.empty() ? "" : ",", since_start(*finding.time_ns));
+  }
+  if (place.empty()) return {};
+  return (finding.count > 1 ? "; first at" : "; at") + place;
+}
+
 std::string LogCheck::text() const {
   std::string text = "Rates       ";
   const char* separator = "";
@@ -412,12 +423,7 @@ std::string LogCheck::text() const {
     const char* const title = finding.breaks ? "Breaks" : "Warnings";
     text += fmt::format("{:<12} {}", title == shown ? "" : title, finding.text);
     shown = title;
-    if (finding.time_ns) {
-      text += finding.count > 1 ? "; first at" : "; at";
-      if (finding.line > 0) text += fmt::format(" line {},", finding.line);
-      text += fmt::format(" {:.1f} s", since_start(*finding.time_ns));
-    }
-    text += '\n';
+    text += first_place(finding) + '\n';
   }
   return text;
 }

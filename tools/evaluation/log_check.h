@@ -128,6 +128,7 @@ class LogCheck {
   const Series& series(Stream stream) const { return series_[static_cast<std::size_t>(stream)]; }
 
   std::string describe(const Finding& finding) const;
+  std::string first_place(const Finding& finding) const;
 
   std::int64_t rows_ = 0;
   LogClock clock_;

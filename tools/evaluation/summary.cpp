@@ -139,9 +139,6 @@ std::string Summary::describe_counts() const {
       "Fixes        {}: {} healthy, {} without; {} accepted\n",
       check_.length(), epochs_processed_, epochs_waiting_, fixes_, healthy_, fixes_ - healthy_,
       accepted_);
-  if (fixes_ == 0) {
-    text += "             The engine processes nothing without fixes; zuvdr steps counts steps.\n";
-  }
   if (rows_skipped_ > 0) text += fmt::format("Skipped rows {} (malformed)\n", rows_skipped_);
   return text;
 }
