@@ -36,6 +36,7 @@ add_library(ZuVDR SHARED
   pdr/pedestrian_filter.cpp
   pdr/step_detector.cpp
   pdr/step_length.cpp
+  pdr/step_network_layers.cpp
   pdr/step_networks.cpp
   pdr/step_state_machine.cpp
   ${ZUVDR_STEP_TABLES})

@@ -8,6 +8,40 @@ namespace {
 
 using namespace zuvdr::tests;
 
+// Standard deviations of the start. R is read by no update before it is set; hosts may look at it.
+TEST(Start, KnowsWhatItDoesNotKnow) {
+  constexpr double kDegree = 3.14159265358979323846 / 180.0, kDt = 0.04;
+  glvs earth{};
+  GlvInit(earth);
+  KF kf = make_filter();
+  KfInit(kf, earth, kDt);
+  const Eigen::Array<double, 18, 1> sigma{1.0 * kDegree,
+                                          1.0 * kDegree,
+                                          90.0 * kDegree,
+                                          std::sqrt(1e-3),
+                                          std::sqrt(1e-3),
+                                          std::sqrt(1.5e-3),
+                                          10.0,
+                                          10.0,
+                                          10.0,
+                                          2e-4,
+                                          2e-4,
+                                          2e-4,
+                                          0.016,
+                                          0.016,
+                                          0.016,
+                                          5.0 * kDegree,
+                                          5.0 * kDegree,
+                                          90.0 * kDegree};
+  const Square18 expected = sigma.square().matrix().asDiagonal();
+  EXPECT_LT(distance(kf.P, expected), 1e-12);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_DOUBLE_EQ(kf.R[9 * i], 0.01);
+    EXPECT_DOUBLE_EQ(kf.R[9 * (i + 3)], 10.0 / 6378137.0 * (10.0 / 6378137.0));
+    EXPECT_DOUBLE_EQ(kf.Qk[19 * i], 1e-6 * kDt);
+  }
+}
+
 // F = (Phi - I)/dt against what the mechanisation makes of a small error, in the limit of a short
 // step. Only the decay of the biases is a model of the sensors, not of the mechanisation.
 TEST(Transition, IsTheDerivativeOfTheMechanisation) {

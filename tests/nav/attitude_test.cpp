@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 
 #include "nav/mounting.h"
 #include "tests/nav/rotations.h"
@@ -31,6 +32,17 @@ TEST(Quaternions, ComposeAsTheirMatricesDo) {
       EXPECT_LT((quaternion(ins.qnb).matrix() - before * turn(rv)).norm(), 1e-14);
       EXPECT_LT((overwritten - turn(rv).vec()).norm(), 1e-15);
     }
+  }
+}
+
+TEST(Quaternions, AreRenormalisedWhenTheirSquareLeavesTheTolerance) {
+  for (const auto& [square, renormalised] :
+       {std::pair(1.0000008, false), {1.0000012, true}, {0.9999992, false}, {0.9999988, true}}) {
+    INS ins = navigator(1, Matrix3d::Identity());
+    ins.qnb[0] = std::sqrt(square);
+    double rv[3] = {0.0, 0.01, 0.0};
+    qupdt2(ins, rv);
+    EXPECT_NEAR(Eigen::Vector4d(ins.qnb).squaredNorm(), renormalised ? 1.0 : square, 1e-14);
   }
 }
 
