@@ -1,5 +1,5 @@
-// The layers' storage, apart from the networks: a program that links these once more for itself works
-// on the library's layers.
+// The layers' storage, apart from the networks: a program that links these once more for itself
+// works on the library's layers.
 #include "pdr/step_networks.h"
 
 float conv1d_1layer[16];

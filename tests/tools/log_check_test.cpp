@@ -31,8 +31,8 @@ Rows good_log() {
   for (int second = 1000; second < 1020; ++second) {
     for (int i = 0; i < 25; ++i) {
       const std::int64_t t = second * kSecond + i * kSecond / 25;
-      rows.push_back(SensorRow{{ZUVDR_SENSOR_ACCELEROMETER, 0, {0, 0, 9.8, 0, 0, 0}, t}});
-      rows.push_back(SensorRow{{ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, 0, {}, t}});
+      rows.push_back(SensorRow{{ZUVDR_SENSOR_ACCELEROMETER, {0, 0, 9.8}, t}});
+      rows.push_back(SensorRow{{ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, {}, t}});
     }
     GpsData fix{};
     fix.time_ns = second * kSecond;

@@ -123,16 +123,15 @@ void add_check_command(CLI::App& app) {
   command->add_flag("--lenient", options->lenient,
                     "Skip and count malformed rows instead of stopping at the first");
   command->footer(
-      "Sensor rates, gaps, time stamps that repeat, go back or stand apart, values that are not\n"
-      "finite, fixes that are out of range, outside the north-eastern quadrant or fail the\n"
-      "quality test; of each kind how often, and line and time of the first. docs/check.md tells\n"
-      "what each means.\n"
-      "\n"
-      "Exit status: 0 nothing, or warnings only; 1 wrong usage, or the answer could not be written; 3 something would break the solution; 2 a log\n"
-      "could not be read (the others are still checked).\n"
-      "\n"
-      "Example:\n"
-      "  zuvdr check drives/*.csv.gz");
+      R"(Sensor rates, gaps, time stamps that repeat, go back or stand apart, values that are not finite,
+fixes that are out of range, outside the north-eastern quadrant or fail the quality test; of each
+kind how often, and line and time of the first. docs/check.md tells what each means.
+
+Exit status: 0 nothing, or warnings only; 1 wrong usage, or the answer could not be written; 2 a log
+could not be read (the others are still checked); 3 something would break the solution.
+
+Example:
+  zuvdr check drives/*.csv.gz)");
   command->callback([options] { run(*options); });
 }
 
