@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 #include "engine/insZuAlgo.h"
 #include "nav/clock.h"
@@ -35,8 +36,11 @@ std::size_t epochs_searched(const std::deque<SensorEpoch>& queue, std::int64_t f
 // The newest epoch at or after the fix whose predecessor lies before it; 0 when there is none.
 std::size_t first_after_fix(const std::deque<SensorEpoch>& queue, std::int64_t fix_time) {
   const std::size_t oldest = std::max(epochs_searched(queue, fix_time), std::size_t{1});
+  // By iterators: an index into a deque costs several times a step to the neighbour.
+  auto epoch = std::prev(queue.end());
   for (std::size_t k = queue.size() - 1; k >= oldest; --k) {
-    if (queue[k].time_ns >= fix_time && queue[k - 1].time_ns < fix_time) return k;
+    const bool reached = epoch->time_ns >= fix_time;
+    if ((--epoch)->time_ns < fix_time && reached) return k;
   }
   const bool remember = queue.size() > kShortQueue;
   vain_search = {remember ? queue.size() : 0, fix_time, queue.front().time_ns,

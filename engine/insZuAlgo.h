@@ -187,7 +187,6 @@ class insZuAlgo {
   std::int64_t last_step_time_ns;
   std::int32_t static_count;  // consecutive quiet windows
 
- private:
   // Steps of algo_sensor_update.
   void detect_quiet();
   void pedestrian_sensor_epoch(double* imu, double dt);
