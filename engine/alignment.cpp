@@ -7,7 +7,7 @@
 #include "kf/kf.h"
 #include "nav/attitude.h"
 #include "nav/clock.h"
-#include "nav/constants.h"
+#include "nav/earth.h"
 #include "nav/geodesy.h"
 #include "nav/ins.h"
 #include "nav/motion.h"

@@ -13,7 +13,8 @@ constexpr std::int64_t kAlignmentTolerance = 40000000;  // ns
 
 // Without fixes the queue grows by an epoch a call, and to search all of it each time would cost
 // the square of its length. So the last search of a longer queue than this that found nothing is
-// remembered, with enough of the queue to tell it from another one.
+// remembered until the queue is short again: one that grows from the start is not taken for the one
+// before. A long queue put in its place by hand is told by its ends.
 constexpr std::size_t kShortQueue = 256;  // epochs, 10 s at 25 Hz
 
 struct VainSearch {
@@ -42,20 +43,22 @@ std::size_t first_after_fix(const std::deque<SensorEpoch>& queue, std::int64_t f
     const bool reached = epoch->time_ns >= fix_time;
     if ((--epoch)->time_ns < fix_time && reached) return k;
   }
-  const bool remember = queue.size() > kShortQueue;
-  vain_search = {remember ? queue.size() : 0, fix_time, queue.front().time_ns,
-                 queue.back().time_ns};
+  if (queue.size() > kShortQueue) {
+    vain_search = {queue.size(), fix_time, queue.front().time_ns, queue.back().time_ns};
+  }
   return 0;
 }
 
 }  // namespace
 
 int insZuAlgo::GpsAlignment() {
+  if (epoch_queue.size() <= kShortQueue) vain_search = {};
   if (epoch_queue.empty()) return 0;
   if (zuvdr::elapsed_ns(gps_time, epoch_queue.back().time_ns) > kAlignmentTolerance) return 0;
   if (zuvdr::elapsed_ns(epoch_queue.front().time_ns, gps_time) > kAlignmentTolerance) return 1;
   const std::size_t k = first_after_fix(epoch_queue, gps_time);
   if (k == 0) return 0;
+  vain_search = {};
   for (std::size_t released = 0; released <= k; ++released) {
     const SensorEpoch& epoch = epoch_queue.front();
     std::copy_n(epoch.acc, 6, cur_epoch.acc);

@@ -60,8 +60,9 @@ class insZuAlgo {
   // and, when it returned 1, the result of GpsAlignment; else 0.
   ZUVDR_EXPORT int SensorUpdate(SensorData event);
   ZUVDR_EXPORT int DataSort(SensorData event);
-  // Runs algo_sensor_update on every queued epoch up to the first at or after gps_time. 0 when the
-  // epochs do not reach that far or none straddles it, else 1 (also when all epochs lie after it).
+  // Runs algo_sensor_update on every queued epoch up to the newest at or after gps_time whose
+  // predecessor lies before it. 0 when there is none or the epochs end more than 40 ms before
+  // gps_time; else 1, also when all of them lie more than 40 ms after it.
   ZUVDR_EXPORT int GpsAlignment();
   ZUVDR_EXPORT int algo_sensor_update();  // works on cur_epoch; always 0
   ZUVDR_EXPORT int algo_gpswin_update();  // 1 when epoch_queue is empty, else 0

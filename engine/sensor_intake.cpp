@@ -1,5 +1,7 @@
 // Filing raw events by type and pairing them into epochs around the gyroscope event.
 #include <cmath>
+#include <cstddef>
+#include <cstring>
 #include <utility>
 
 #include "engine/insZuAlgo.h"
@@ -91,7 +93,7 @@ int insZuAlgo::DataSort(SensorData event) {
     default:
       return 0;
   }
-  event.type = 0;
+  std::memset(&event, 0, offsetof(SensorData, values));
   queue->push_back(event);
 
   match_mask = 0;

@@ -5,7 +5,7 @@
 #include "kf/kf.h"
 #include "kf/update_core.h"
 #include "nav/attitude.h"
-#include "nav/constants.h"
+#include "nav/earth.h"
 #include "nav/ins.h"
 #include "nav/mounting.h"
 #include "nav/vector3.h"

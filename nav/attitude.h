@@ -27,6 +27,10 @@ ZUVDR_EXPORT void qmul(const double p[4], const double q[4], double r[4]);
 // overwritten with the vector part of its quaternion. For hosts; the engine does not call it.
 ZUVDR_EXPORT void qupdt2(INS& ins, double rv[3]);
 
+// Attitude step of dt seconds with gyro (3, rad/s) less eb: Heun's method on the quaternion rate,
+// using the rate of the previous call, whichever record that was for. Ends normalised.
+ZUVDR_EXPORT void qupdt3(INS& ins, double* gyro, double dt);
+
 // q <- rv2q(phi) (x) q: phi (rad) in the frame q rotates into. Not renormalised.
 ZUVDR_EXPORT void qdelphi(double q[4], const double phi[3]);
 
@@ -61,7 +65,7 @@ namespace zuvdr {
 // q <- q / |q|.
 void normalise(double q[4]);
 
-// C of the unit quaternion q.
+// C of q, which is taken for a unit quaternion.
 void quaternion_to_matrix(const double q[4], double C[9]);
 
 // The following speak of att in the order of the mode. In modes other than 1 and 2 they leave their

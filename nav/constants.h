@@ -3,7 +3,6 @@
 
 namespace zuvdr {
 
-inline constexpr double kGravity = 9.80665;           // standard gravity, m/s^2
 inline constexpr double kPi = 3.141592653589793;      // rad
 inline constexpr double kTwoPi = 6.283185307179586;   // rad
 inline constexpr double kNanosecondsPerSecond = 1e9;  // ns/s

@@ -6,6 +6,12 @@
 
 #include "ZuVDR.h"
 
+namespace zuvdr {
+
+inline constexpr double kGravity = 9.80665;  // standard gravity, m/s^2, everywhere on the earth
+
+}  // namespace zuvdr
+
 // Earth and unit constants (WGS 84).
 struct glvs {
   std::uint32_t Re;  // equatorial radius, m

@@ -1,11 +1,10 @@
 #include "nav/ins.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "nav/attitude.h"
-#include "nav/constants.h"
+#include "nav/earth.h"
 #include "nav/fixed_matrix.h"
 #include "nav/vector3.h"
 
@@ -13,22 +12,6 @@ namespace {
 
 using zuvdr::kGravity;
 using zuvdr::zero;
-
-using Matrix4 = std::array<double, 16>;  // row-major
-
-constexpr Matrix4 kIdentity4 = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-
-// Omega of the previous call of qupdt3: a property of the process's one sensor stream, not of a
-// record, so no reset touches it.
-Matrix4 omega_prev{};
-
-// Omega(w) with dq/dt = Omega q for the scalar-first quaternion.
-Matrix4 rate_matrix(double x, double y, double z) {
-  return {0.0,     -0.5 * x, -0.5 * y, -0.5 * z,  //
-          0.5 * x, 0.0,      0.5 * z,  -0.5 * y,  //
-          0.5 * y, -0.5 * z, 0.0,      0.5 * x,   //
-          0.5 * z, 0.5 * y,  -0.5 * x, 0.0};
-}
 
 }  // namespace
 
@@ -99,25 +82,6 @@ void InsUpdate(INS& ins, double* imu, double dt) {
   ins.an[2] = ins.fn[2] - kGravity;
   qupdt3(ins, imu, dt);
   attsyn(ins.qnb, ins);
-}
-
-void qupdt3(INS& ins, double* gyro, double dt) {
-  const Matrix4 omega = rate_matrix(gyro[0] - ins.eb[0], gyro[1] - ins.eb[1], gyro[2] - ins.eb[2]);
-  // Heun: k1 = omega_prev q, k2 = omega (q + dt k1), q <- q + dt/2 (k1 + k2), as one matrix
-  // I + dt/2 (omega (I + dt omega_prev) + omega_prev) for its rounding.
-  Matrix4 predictor;
-  Matrix4 product;
-  Matrix4 transition;
-  double q[4];
-  for (std::size_t k = 0; k < 16; ++k) predictor[k] = kIdentity4[k] + dt * omega_prev[k];
-  zuvdr::multiply<4, 4, 4>(omega.data(), predictor.data(), product.data());
-  for (std::size_t k = 0; k < 16; ++k) {
-    transition[k] = kIdentity4[k] + dt / 2.0 * (product[k] + omega_prev[k]);
-  }
-  zuvdr::multiply<4, 4, 1>(transition.data(), ins.qnb, q);
-  std::copy_n(q, 4, ins.qnb);
-  zuvdr::normalise(ins.qnb);
-  omega_prev = omega;
 }
 
 double CalculateAccPsi(INS& ins, double* d, double* acc) {

@@ -49,10 +49,6 @@ ZUVDR_EXPORT void InsInit1(double* qnb, INS& ins, double* db, double* eb, double
 // (m/s^2), body frame. dt = 0 makes fb, wb and fn NaN.
 ZUVDR_EXPORT void InsUpdate(INS& ins, double* imu, double dt);
 
-// Attitude step of dt seconds with gyro (3, rad/s) less eb: Heun's method on the quaternion rate,
-// using the rate of the previous call, whichever record that was for. Ends normalised.
-ZUVDR_EXPORT void qupdt3(INS& ins, double* gyro, double dt);
-
 // vn_out = vn + Cnb (vm + wm x vm / 2) - [0, 0, g dt] from the increments wm (rad), vm (m/s) of dt
 // seconds. ins is not changed.
 ZUVDR_EXPORT void VnUpdate(INS& ins, double* wm, double* vm, double dt, double* vn_out);

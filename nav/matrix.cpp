@@ -90,7 +90,7 @@ void multiply_factors(const Square& a) {
 void MatrixInverse_n(double* A, double* Ainv, int n) {
   if (n < 1) return;
   const Square work{Ainv, static_cast<std::size_t>(n)};
-  std::copy_n(A, work.n * work.n, Ainv);
+  if (Ainv != A) std::copy_n(A, work.n * work.n, Ainv);
   factorise(work);
   invert_upper(work);
   invert_unit_lower(work);

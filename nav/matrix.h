@@ -13,7 +13,7 @@ ZUVDR_EXPORT void MatrixTranspose(double* A, double* B, int m, int n);
 
 // Ainv = A^-1 with A n x n, by LU factorisation without pivoting (Doolittle). There is no test for
 // singularity: a zero pivot leaves infinities or NaNs in Ainv. Ainv may be A itself, which is then
-// replaced; any other overlap is not allowed.
+// replaced; any other overlap is not allowed. Else A is not modified.
 ZUVDR_EXPORT void MatrixInverse_n(double* A, double* Ainv, int n);
 
 // Euclidean norm of v[0..n-1]; 0 for n < 1. For hosts; the engine does not call it.

@@ -5,6 +5,7 @@
 
 #include "nav/attitude.h"
 #include "nav/constants.h"
+#include "nav/earth.h"
 #include "nav/ins.h"
 #include "nav/vector3.h"
 

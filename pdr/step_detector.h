@@ -1,5 +1,6 @@
 // Decides, epoch by epoch, whether the walker has just taken a step. Made for 25 epochs a second;
-// windows, filter and counts are in epochs and do not scale.
+// windows, filter and counts are in epochs and do not scale. Gate, refractory time and bouts:
+// pdr/step_state_machine.h.
 #pragma once
 
 #include <cstddef>

@@ -9,6 +9,7 @@
 #include <random>
 #include <string>
 
+#include "nav/attitude.h"
 #include "nav/ins.h"
 #include "tests/engine/engine_feed.h"
 

@@ -55,7 +55,7 @@ TEST(Release, EpochsRunUpToTheFirstAtOrAfterTheFix) {
 
 // Fix times and epochs in any order, one by one or in the place of the whole queue: the answers are
 // those of a search of all of it.
-TEST(Release, AgreesWithAPlainSearchOfAnyQueue) {
+TEST(Release, AgreesWithAPlainSearch) {
   Reset();
   std::mt19937 random(3);
   const auto draw = [&random](unsigned n) { return static_cast<std::int64_t>(random() % n); };
@@ -90,6 +90,18 @@ TEST(Release, AgreesWithAPlainSearchOfAnyQueue) {
     ASSERT_EQ(engine().epoch_queue.size(), queue.size()) << i;
   }
   EXPECT_GT(longest_kept, 600u);
+}
+
+// The same ends, fix and length as a queue that was searched in vain before the Reset.
+TEST(Release, AResetForgetsTheQueueBefore) {
+  for (const std::int64_t odd : {1500 * ms, -5 * ms}) {
+    Reset();
+    const GpsData fix = good_fix(kSecond);
+    if (odd > 0) SyncGPSEventforFusion(&fix);
+    for (int i = 0; i < 299; ++i) feed_pair(kSecond + (i == 150 ? odd : i * 10 * ms));
+    SyncGPSEventforFusion(&fix);
+    EXPECT_EQ(feed_pair(kSecond + 2990 * ms), odd < 0 ? 1 : 0);
+  }
 }
 
 // At 100 Hz epochs just after the last fix stay in its reach: each new one has the queue searched.

@@ -74,7 +74,7 @@ struct Column {
     if (name == "lat" || name == "lon") tolerance = kPosition;
     if (name == "walker_speed" || name.find("_P") != std::string_view::npos) {
       tolerance = kRelative;
-      if (d > 0.0) d /= std::fabs(std::strtod(x.c_str(), nullptr));
+      if (d > 0.0 && std::isfinite(d)) d /= std::fabs(std::strtod(x.c_str(), nullptr));
     }
     largest = std::max(largest, d);
     if (!(d > tolerance)) return;

@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "nav/constants.h"
+#include "nav/earth.h"
 #include "tools/simulation/angles.h"
 
 namespace zuvdr::tools {
