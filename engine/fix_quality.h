@@ -12,12 +12,15 @@ namespace zuvdr {
 struct AccuracyLimit {
   float GpsData::*accuracy;
   double limit;
+  const char* name;
 };
-inline constexpr std::array kAccuracyLimits{
-    AccuracyLimit{&GpsData::vel_acc_e, 1.91},  AccuracyLimit{&GpsData::vel_acc_n, 1.95},
-    AccuracyLimit{&GpsData::vel_acc_u, 1.55},  AccuracyLimit{&GpsData::pos_acc_e, 250.0},
-    AccuracyLimit{&GpsData::pos_acc_n, 250.0}, AccuracyLimit{&GpsData::pos_acc_u, 250.0},
-    AccuracyLimit{&GpsData::speed_acc, 3.0}};
+inline constexpr std::array kAccuracyLimits{AccuracyLimit{&GpsData::vel_acc_e, 1.91, "vel_acc_e"},
+                                            AccuracyLimit{&GpsData::vel_acc_n, 1.95, "vel_acc_n"},
+                                            AccuracyLimit{&GpsData::vel_acc_u, 1.55, "vel_acc_u"},
+                                            AccuracyLimit{&GpsData::pos_acc_e, 250.0, "pos_acc_e"},
+                                            AccuracyLimit{&GpsData::pos_acc_n, 250.0, "pos_acc_n"},
+                                            AccuracyLimit{&GpsData::pos_acc_u, 250.0, "pos_acc_u"},
+                                            AccuracyLimit{&GpsData::speed_acc, 3.0, "speed_acc"}};
 
 inline bool keeps(const AccuracyLimit& limit, const GpsData& fix) {
   const auto accuracy = static_cast<double>(fix.*limit.accuracy);

@@ -1,18 +1,18 @@
 #include "tools/evaluation/log_check.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
-#include "tests/tools/scratch.h"
+#include "tests/tools/program.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -52,6 +52,12 @@ SensorData& sensor(Rows& rows, std::size_t second, std::size_t row) {
 }
 FixRow& fix(Rows& rows, std::size_t second) {
   return std::get<FixRow>(rows[second * kRowsASecond + 50]);
+}
+void no_fix(Rows& rows, std::size_t second) {
+  rows[second * kRowsASecond + 50] = StepRow{fix(rows, second).fix.time_ns};
+}
+TruthRow& truth(Rows& rows, std::size_t second) {
+  return std::get<TruthRow>(rows[second * kRowsASecond + 51]);
 }
 
 std::string found(const Rows& rows) {
@@ -136,11 +142,61 @@ TEST(LogCheckTest, FindsWhatIsWrongAndWhere) {
          fix(rows, 6).fix.vel_acc_u = 0.0F;
        },
        "fixes quality test x2 line 259; "},
-      {"no good fix",
+      {"no good fix, stand-ins or not",
        [](Rows& rows) {
          for (std::size_t s = 0; s < 20; ++s) fix(rows, s).fix.speed_acc = 3;
+         for (std::size_t s = 4; s < 20; ++s) fix(rows, s).sample = 1;
        },
-       "! fixes none accepted x1 line 0; fixes quality test x20 line 51; "},
+       "! fixes none accepted x1 line 0; fixes quality test x4 line 51; "},
+      {"fixes on another clock",
+       [](Rows& rows) {
+         for (std::size_t s = 0; s < 20; ++s) fix(rows, s).fix.time_ns += 1'700'000'000 * kSecond;
+       },
+       "! fixes clock apart x1 line 0; "},
+      {"truth on another clock",
+       [](Rows& rows) {
+         for (std::size_t s = 0; s < 20; ++s) truth(rows, s).time_ns -= 900 * kSecond;
+       },
+       "truth clock apart x1 line 0; "},
+      {"fixes begin late and end early",
+       [](Rows& rows) {
+         for (const std::size_t s : {0, 1, 2, 3, 4, 5, 14, 15, 16, 17, 18, 19}) no_fix(rows, s);
+       },
+       "! fixes ends x1 line 727; fixes gap x1 line 0; "},
+      {"fixes every 10 s",
+       [](Rows& rows) {
+         for (std::size_t s = 0; s < 20; ++s) {
+           if (s % 10 != 5) no_fix(rows, s);
+         }
+       },
+       "fixes gap x1 line 831; "},
+      {"two wild fixes in a row",
+       [](Rows& rows) {
+         fix(rows, 8).fix.time_ns += 100 * kSecond;
+         fix(rows, 9).fix.time_ns += 100 * kSecond;
+       },
+       "fixes wild x2 line 467; "},
+      {"both sensors far ahead",
+       [](Rows& rows) { sensor(rows, 3, 2).timestamp = sensor(rows, 3, 3).timestamp = kLast; },
+       "! accelerometer wild x1 line 159; ! gyroscope wild x1 line 160; ! epochs wild x1 line "
+       "160; "},
+      {"neighbours swapped",
+       [](Rows& rows) {
+         for (std::size_t s = 0; s < 20; ++s) {
+           for (std::size_t i = 0; i < 48; i += 4) {
+             std::swap(sensor(rows, s, i).timestamp, sensor(rows, s, i + 2).timestamp);
+           }
+         }
+       },
+       "accelerometer backward x240 line 3; "},
+      {"a gap, then two stamps swapped",
+       [](Rows& rows) {
+         for (std::size_t i = 2 * kRowsASecond; i < 10 * kRowsASecond; ++i) {
+           if (auto* row = std::get_if<SensorRow>(&rows[i])) row->event.type = 4;
+         }
+         std::swap(sensor(rows, 10, 0).timestamp, sensor(rows, 10, 2).timestamp);
+       },
+       "! epochs gap x1 line 522; accelerometer backward x1 line 523; "},
       {"stand-in that looks good", [](Rows& rows) { fix(rows, 4).sample = 2; },
        "fixes stand-in x1 line 259; "},
       {"every second gyroscope event missing",
@@ -165,14 +221,8 @@ TEST(LogCheckTest, FindsWhatIsWrongAndWhere) {
   }
 }
 
-class CheckCommandTest : public ScratchTest {
+class CheckCommandTest : public ProgramTest {
  protected:
-  int run(const std::string& arguments) const {
-    const std::string command = std::string(ZUVDR_PROGRAM) + " check " + arguments + " >" +
-                                path("out") + " 2>" + path("err");
-    return WEXITSTATUS(std::system(command.c_str()));
-  }
-
   std::string written(const std::string& name, const Rows& rows) const {
     EventLogWriter log(path(name));
     for (const EventRow& row : rows) log.write(row);
@@ -189,11 +239,11 @@ TEST_F(CheckCommandTest, ExitStatusTellsTheWorstAndNoLogStopsTheRest) {
   fix(rows, 5).fix.longitude = -1.0;
   const std::string broken = written("broken.csv", rows);
   const std::string bad = file("bad.csv", "G,1\n");
-  EXPECT_EQ(run(good), 0);
-  EXPECT_EQ(run(doubtful), 0);
-  EXPECT_EQ(run(doubtful + " " + broken + " " + good), 3);
-  EXPECT_EQ(run("--json " + broken + " " + bad + " " + path("none.csv") + " " + good), 2);
-  const auto logs = nlohmann::json::parse(read_file(path("out")))["logs"];
+  EXPECT_EQ(run("check " + good + " " + doubtful).status, 0);
+  EXPECT_EQ(run("check " + doubtful + " " + broken + " " + good).status, 3);
+  const Result all = run("check --json " + broken + " " + bad + " none.csv " + good);
+  EXPECT_EQ(all.status, 2);
+  const auto logs = nlohmann::json::parse(all.out)["logs"];
   ASSERT_EQ(logs.size(), 4U);
   EXPECT_EQ(logs[0]["breaks"], true);
   EXPECT_NEAR(logs[0]["accelerometer_hz"].get<double>(), 25.0, 1e-6);

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <utility>
 #include <variant>
 
+#include "nav/clock.h"
 #include "tools/logs/time_difference.h"
 
 namespace zuvdr::tools {
@@ -22,14 +24,16 @@ constexpr std::array kStreamNames{"accelerometer", "gyroscope", "magnetometer", 
                                   "epochs",        "fixes",     "truth"};
 
 constexpr std::array kFaultNames{
-    "missing",          "rate",         "gap",           "ends",       "doubled",
-    "backward",         "jump back",    "wild",          "not finite", "out of range",
-    "outside quadrant", "quality test", "none accepted", "stand-in"};
+    "missing",      "clock apart",      "rate",         "gap",           "ends",
+    "doubled",      "backward",         "jump back",    "wild",          "not finite",
+    "out of range", "outside quadrant", "quality test", "none accepted", "stand-in"};
 
-// In the order of kAccuracyLimits.
-constexpr std::array kAccuracyNames{"vel_acc_e", "vel_acc_n", "vel_acc_u", "pos_acc_e",
-                                    "pos_acc_n", "pos_acc_u", "speed_acc"};
-static_assert(kAccuracyNames.size() == kAccuracyLimits.size());
+// Steps longer than this are no gap that anyone measures.
+constexpr double kDay = 86400.0;  // s
+
+bool near(std::int64_t a, std::int64_t b) {
+  return std::fabs(seconds_between(a, b)) <= kLongestSilence;
+}
 
 std::optional<Stream> stream_of(int type) {
   switch (type) {
@@ -81,25 +85,26 @@ const char* fault_name(Fault fault) {
   return kFaultNames[static_cast<std::size_t>(fault)];
 }
 
-std::optional<std::int64_t> EpochPairing::add(bool gyroscope, std::int64_t time_ns) {
-  const auto apart = [](std::int64_t a, std::int64_t b) {
-    return std::fabs(static_cast<double>(a) - static_cast<double>(b));
+std::optional<EpochPairing::Epoch> EpochPairing::add(bool gyroscope, const Event& event) {
+  const auto apart = [](const Event& a, const Event& b) {
+    return std::fabs(static_cast<double>(elapsed_ns(a.time_ns, b.time_ns)));
   };
   // The newest are left out, so that a front which nothing pairs with blocks here as there.
-  std::deque<std::int64_t>& queue = gyroscope ? gyroscope_ : accelerometer_;
-  if (queue.size() < kMostWaiting) queue.push_back(time_ns);
+  std::deque<Event>& queue = gyroscope ? gyroscope_ : accelerometer_;
+  if (queue.size() < kMostWaiting) queue.push_back(event);
   while (!gyroscope_.empty() && !accelerometer_.empty()) {
-    const std::int64_t g = gyroscope_.front();
-    const std::int64_t a = accelerometer_.front();
+    const Event g = gyroscope_.front();
+    const Event a = accelerometer_.front();
     if (apart(g, a) <= static_cast<double>(kPairingTolerance)) {
       if (accelerometer_.size() > 1 && apart(g, a) > apart(g, accelerometer_[1])) {
         accelerometer_.pop_front();
       }
+      const Epoch epoch{g, accelerometer_.front()};
       accelerometer_.pop_front();
       gyroscope_.pop_front();
-      return g;
+      return epoch;
     }
-    (a > g ? gyroscope_ : accelerometer_).pop_front();
+    (a.time_ns > g.time_ns ? gyroscope_ : accelerometer_).pop_front();
   }
   return std::nullopt;
 }
@@ -115,8 +120,21 @@ void LogCheck::add(const EventRow& row, std::int64_t line) {
   }
 }
 
+// A fix that the clock holds is known by its next row.
+LogClock::Verdict LogCheck::add_to_clock(std::int64_t time_ns) {
+  const LogClock::Verdict verdict = clock_.add(time_ns);
+  if (const std::optional<Place> fix = std::exchange(held_fix_, std::nullopt)) {
+    if (verdict.dropped) {
+      note_wild(Stream::kFixes, *fix->time_ns, fix->line);
+    } else {
+      step_to(Stream::kFixes, *fix->time_ns, fix->line);
+    }
+  }
+  return verdict;
+}
+
 void LogCheck::add_sensor(const SensorData& event, std::int64_t line) {
-  clock_.add(event.timestamp);
+  add_to_clock(event.timestamp);
   const std::optional<Stream> stream = stream_of(event.type);
   if (!stream) return;
   const Place place{line, event.timestamp};
@@ -126,59 +144,92 @@ void LogCheck::add_sensor(const SensorData& event, std::int64_t line) {
                           : finite_sample(event);
   if (!finite) note(*stream, Fault::kNotFinite, feeds_epochs(*stream), place);
   if (!feeds_epochs(*stream)) return;
-  if (!finite) {
-    note_nan_source(*stream, place, fmt::format("{} sample not finite", stream_name(*stream)));
-  }
   const bool gyroscope = *stream == Stream::kGyroscope;
-  if (const auto epoch = pairing_.add(gyroscope, event.timestamp)) add_epoch(*epoch, line);
+  const auto epoch = pairing_.add(gyroscope, {event.timestamp, line, finite});
+  if (epoch) add_epoch(*epoch, line);
 }
 
-void LogCheck::add_epoch(std::int64_t time_ns, std::int64_t line) {
-  ++series(Stream::kEpochs).rows;
-  series(Stream::kEpochs).line = line;
-  if (last_epoch_) {
-    const double step = seconds_between(*last_epoch_, time_ns);
-    const Place place{line, time_ns};
-    if (step > kLongestStep) {
-      Finding& gap = note(Stream::kEpochs, Fault::kGap, true, place);
-      gap.worst = std::fmax(gap.worst, step);
-      note_nan_source(Stream::kEpochs, place, fmt::format("sensor gap of {:.1f} s", step));
-    } else if (time_ns == *last_epoch_) {
-      note(Stream::kEpochs, Fault::kDoubled, true, place);
-      note_nan_source(Stream::kEpochs, place, "two epochs with one time stamp");
-    }
+void LogCheck::add_epoch(const EpochPairing::Epoch& epoch, std::int64_t line) {
+  constexpr Stream kStream = Stream::kEpochs;
+  Series& epochs = series(kStream);
+  const std::int64_t ordinal = ++epochs.rows;
+  const std::int64_t time_ns = epoch.gyroscope.time_ns;
+  const Place place{line, time_ns};
+  for (const Stream stream : {Stream::kAccelerometer, Stream::kGyroscope}) {
+    const EpochPairing::Event& event =
+        stream == Stream::kGyroscope ? epoch.gyroscope : epoch.accelerometer;
+    if (event.finite) continue;
+    note_nan_source(stream, {event.line, event.time_ns}, ordinal,
+                    fmt::format("{} sample not finite", stream_name(stream)));
   }
+
+  const double step = last_epoch_ ? seconds_between(*last_epoch_, time_ns) : 0.0;
+  if (step > kLongestStep) {
+    note_nan_source(kStream, place, ordinal,
+                    step > kDay ? "wild time stamps of both sensors"
+                                : fmt::format("sensor gap of {:.1f} s", step));
+  } else if (last_epoch_ && time_ns == *last_epoch_) {
+    note(kStream, Fault::kDoubled, true, place);
+    note_nan_source(kStream, place, ordinal, "two epochs with one time stamp");
+  }
+
+  const std::optional<std::int64_t> held = epochs.clock.held();
+  const LogClock::Verdict verdict = epochs.clock.add(time_ns);
+  if (verdict.dropped) {
+    note(kStream, Fault::kWild, true, {epochs.held_line, held});
+  } else if (verdict.start_was_wild) {
+    note(kStream, Fault::kWild, true, {0, std::nullopt});
+  } else if (verdict.released && step_to_held_ > kLongestStep) {
+    note_gap(kStream, true, {epochs.held_line, held}, step_to_held_);
+  }
+  if (verdict.in_line && !verdict.dropped && step > kLongestStep) {
+    note_gap(kStream, true, place, step);
+  }
+  if (!verdict.in_line) {
+    epochs.held_line = line;
+    step_to_held_ = step;
+  }
+  epochs.line = line;
   last_epoch_ = time_ns;
+}
+
+void LogCheck::note_gap(Stream stream, bool breaks, Place place, double seconds) {
+  Finding& gap = note(stream, Fault::kGap, breaks, place);
+  gap.worst = std::fmax(gap.worst, seconds);
 }
 
 void LogCheck::add_fix(const FixRow& row, std::int64_t line) {
   const GpsData& fix = row.fix;
   const Place place{line, fix.time_ns};
-  clock_.add(fix.time_ns);
   const bool accepted = passes_quality_test(fix);
-  if (add_stamp(Stream::kFixes, fix.time_ns, line)) {
+  ++series(Stream::kFixes).rows;
+  series(Stream::kFixes).clock.add(fix.time_ns);
+  if (add_to_clock(fix.time_ns).in_line) {
+    step_to(Stream::kFixes, fix.time_ns, line);
+  } else {
+    held_fix_ = place;
+  }
+  if (std::exchange(previous_fix_, fix.time_ns) == fix.time_ns) {
     // One that fails the quality test is not interpolated from its predecessor.
     note(Stream::kFixes, Fault::kDoubled, accepted, place);
-    if (accepted) note_nan_source(Stream::kFixes, place, "two fixes with one time stamp");
+    if (accepted) note_nan_source(Stream::kFixes, place, 0, "two fixes with one time stamp");
   }
   if (!finite_fix(fix)) {
     note(Stream::kFixes, Fault::kNotFinite, true, place);
-    note_nan_source(Stream::kFixes, place, "fix with a value that is not finite");
+    note_nan_source(Stream::kFixes, place, 0, "fix with a value that is not finite");
   }
-  if (std::fabs(fix.latitude) > kLargestLatitude || std::fabs(fix.longitude) > kLargestLongitude) {
+  if (std::fabs(fix.longitude) > kLargestLongitude) {
     note(Stream::kFixes, Fault::kOutOfRange, true, place);
   } else if (fix.latitude < 0.0 || fix.longitude < 0.0) {
     note(Stream::kFixes, Fault::kOutsideQuadrant, true, place);
   }
+  if (accepted) ++accepted_;
   if (row.sample != 0) {
     if (accepted) note(Stream::kFixes, Fault::kStandIn, false, place);
     return;
   }
   ++healthy_;
-  if (accepted) {
-    ++healthy_accepted_;
-    return;
-  }
+  if (accepted) return;
   note(Stream::kFixes, Fault::kQualityTest, false, place);
   for (std::size_t i = 0; i < kAccuracyLimits.size(); ++i) {
     if (keeps(kAccuracyLimits[i], fix)) continue;
@@ -212,6 +263,7 @@ bool LogCheck::add_stamp(Stream stream, std::int64_t time_ns, std::int64_t line)
   }
   if (!verdict.in_line) {
     rows.held_line = line;
+    rows.held_agrees = clock_.now() && near(*clock_.now(), time_ns);
     return held && *held == time_ns;
   }
   const bool doubled = rows.last && *rows.last == time_ns;
@@ -231,14 +283,14 @@ void LogCheck::step_to(Stream stream, std::int64_t time_ns, std::int64_t line) {
     } else if (step < 0.0) {
       note(stream, Fault::kBackward, false, place);
     } else if (stream == Stream::kFixes && step > kLongestFixGap) {
-      Finding& gap = note(stream, Fault::kGap, false, place);
-      gap.worst = std::fmax(gap.worst, step);
+      note_gap(stream, false, place, step);
     }
-    if (step > 0.0 && step <= kLongestStep) {
+    if (std::fabs(step) <= kLongestStep) {
       ++rows.steps;
       rows.seconds += step;
     }
   }
+  if (stream == Stream::kFixes && !first_fix_) first_fix_ = time_ns;
   rows.last = time_ns;
   rows.line = line;
 }
@@ -265,18 +317,78 @@ Finding& LogCheck::note(Stream stream, Fault fault, bool breaks, Place place) {
   return finding;
 }
 
-void LogCheck::note_nan_source(Stream stream, Place place, std::string text) {
-  if (nan_sources_.size() >= kMostNanSources) nan_sources_.pop_front();
-  nan_sources_.push_back({stream, *place.time_ns, place.line, std::move(text)});
+void LogCheck::note_nan_source(Stream stream, Place place, std::int64_t epoch, std::string text) {
+  if (nan_sources_.size() >= kMostNanSources) return;
+  if (!nan_sources_.empty() && nan_sources_.back().stream == stream &&
+      nan_sources_.back().text == text) {
+    return;
+  }
+  nan_sources_.push_back({stream, *place.time_ns, place.line, epoch, std::move(text)});
+}
+
+// Of the stamps still held at the end those are right which the other rows bear out.
+void LogCheck::judge_held() {
+  if (held_fix_) note_wild(Stream::kFixes, *held_fix_->time_ns, held_fix_->line);
+  for (const Stream stream : {Stream::kAccelerometer, Stream::kGyroscope, Stream::kMagnetometer,
+                              Stream::kPressure, Stream::kTruth}) {
+    const Series& rows = series(stream);
+    const auto held = rows.clock.held();
+    if (!held) continue;
+    if (rows.held_agrees || near(clock_.last(), *held)) {
+      step_to(stream, *held, rows.held_line);
+    } else {
+      note_wild(stream, *held, rows.held_line);
+    }
+  }
+  const Series& epochs = series(Stream::kEpochs);
+  if (const auto held = epochs.clock.held()) {
+    const Place place{epochs.held_line, held};
+    if (!near(clock_.last(), *held)) {
+      note(Stream::kEpochs, Fault::kWild, true, place);
+    } else if (step_to_held_ > kLongestStep) {
+      note_gap(Stream::kEpochs, true, place, step_to_held_);
+    }
+  }
+}
+
+// Fixes and truth with no time in common with the sensors, and fixes that begin late or end early.
+void LogCheck::compare_clocks() {
+  const LogClock& epochs = series(Stream::kEpochs).clock;
+  const Series& fixes = series(Stream::kFixes);
+  const auto apart = [](const LogClock& a, const LogClock& b) {
+    if (!a.now() || !b.now()) return 0.0;
+    const double later = seconds_between(b.last(), a.first());
+    const double earlier = seconds_between(a.last(), b.first());
+    return later > kLongestSilence ? later : earlier > kLongestSilence ? -earlier : 0.0;
+  };
+  const auto note_apart = [this](Stream stream, bool breaks, double seconds) {
+    findings_.erase({stream, {Fault::kWild, false}});
+    note(stream, Fault::kClockApart, breaks, {0, std::nullopt}).worst = seconds;
+  };
+  if (const double seconds = apart(series(Stream::kTruth).clock, clock_); seconds != 0.0) {
+    note_apart(Stream::kTruth, false, seconds);
+  }
+  if (const double seconds = apart(fixes.clock, epochs); seconds != 0.0) {
+    note_apart(Stream::kFixes, true, seconds);
+    return;
+  }
+  if (!fixes.last) return;
+  const double until = seconds_between(clock_.first(), *first_fix_);
+  if (until > kLongestFixGap) {
+    note_gap(Stream::kFixes, false, {0, first_fix_}, until);
+    Finding& gap = findings_.at({Stream::kFixes, {Fault::kGap, false}});
+    gap.line = 0;
+    gap.time_ns = first_fix_;
+  }
+  const double since = seconds_between(*fixes.last, clock_.last());
+  if (since > kLongestFixGap) {
+    note(Stream::kFixes, Fault::kEnds, true, {fixes.line, fixes.last}).worst = since;
+  }
 }
 
 void LogCheck::finish() {
-  for (std::size_t i = 0; i < kStreams; ++i) {
-    const Series& rows = series_[i];
-    if (const auto held = rows.clock.held()) {
-      note_wild(static_cast<Stream>(i), *held, rows.held_line);
-    }
-  }
+  judge_held();
+  compare_clocks();
   const bool sensors =
       series(Stream::kAccelerometer).rows > 0 && series(Stream::kGyroscope).rows > 0;
   for (const Stream stream : {Stream::kAccelerometer, Stream::kGyroscope}) {
@@ -297,7 +409,7 @@ void LogCheck::finish() {
   // Walks for the step detector alone have none, and need none.
   if (series(Stream::kFixes).rows == 0)
     note(Stream::kFixes, Fault::kMissing, false, {0, std::nullopt});
-  if (healthy_ > 0 && healthy_accepted_ == 0) {
+  if (series(Stream::kFixes).rows > 0 && accepted_ == 0) {
     note(Stream::kFixes, Fault::kNoneAccepted, true, {0, std::nullopt});
   }
   for (auto& [key, finding] : findings_) finding.text = describe(finding);
@@ -313,7 +425,8 @@ double LogCheck::since_start(std::int64_t time_ns) const {
 
 double LogCheck::rate(Stream stream) const {
   const Series& rows = series(stream);
-  return static_cast<double>(rows.steps) / rows.seconds;
+  return rows.seconds > 0.0 ? static_cast<double>(rows.steps) / rows.seconds
+                            : std::numeric_limits<double>::quiet_NaN();
 }
 
 std::vector<Finding> LogCheck::findings() const {
@@ -338,21 +451,27 @@ std::string LogCheck::describe(const Finding& finding) const {
     case Fault::kMissing:
       if (fixes) return "no fixes: a replay processes nothing; zuvdr steps needs none";
       if (finding.stream == Stream::kEpochs) {
-        return "accelerometer and gyroscope never within 40 ms: no epochs";
+        return "no epochs: no accelerometer and gyroscope event paired" + blocked_by();
       }
       return fmt::format("no {} rows: no epochs", name);
+    case Fault::kClockApart:
+      return fmt::format("{} on another clock: {:.0f} s {} {}{}", name, std::fabs(finding.worst),
+                         finding.worst > 0.0 ? "after" : "before",
+                         fixes ? "the sensors" : "the other rows",
+                         fixes ? ", no epoch is processed" : "");
     case Fault::kRate:
       return fmt::format("{} at {:.1f} Hz, not within {:.0f} to {:.0f} Hz", name, finding.worst,
                          kSlowest, kFastest);
     case Fault::kGap:
       return fmt::format(
           "{}, longest {:.1f} s",
-          fixes ? count_of(n, "gap of more than 5 s between fixes",
-                           "gaps of more than 5 s between fixes")
+          fixes ? count_of(n, "stretch of more than 5 s without a fix",
+                           "stretches of more than 5 s without a fix")
                 : count_of(n, "sensor gap of more than 1.5 s", "sensor gaps of more than 1.5 s"),
           finding.worst);
     case Fault::kEnds:
-      return fmt::format("no epochs in the last {:.1f} s", finding.worst);
+      return fmt::format("no {} in the last {:.1f} s{}", name, finding.worst,
+                         fixes ? ": nothing is processed any more" : blocked_by());
     case Fault::kDoubled:
       return fmt::format("{}: {}", name,
                          count_of(n, "time stamp repeated", "time stamps repeated"));
@@ -364,13 +483,12 @@ std::string LogCheck::describe(const Finding& finding) const {
     case Fault::kWild:
       return fmt::format(
           "{}: {}", name,
-          count_of(n, "lone time stamp more than 5 s off", "lone time stamps more than 5 s off"));
+          count_of(n, "time stamp more than 5 s off", "time stamps more than 5 s off"));
     case Fault::kNotFinite:
       return fmt::format("{}: {} not finite", name,
                          count_of(n, "row with a value", "rows with values"));
     case Fault::kOutOfRange:
-      return fmt::format("{} latitude beyond 90 or longitude beyond 180",
-                         count_of(n, "fix with", "fixes with"));
+      return fmt::format("{} longitude beyond 180 degrees", count_of(n, "fix with", "fixes with"));
     case Fault::kOutsideQuadrant:
       return fmt::format("{} outside the north-eastern quadrant, the only one the engine serves",
                          count_of(n, "fix", "fixes"));
@@ -378,17 +496,17 @@ std::string LogCheck::describe(const Finding& finding) const {
       std::string text = fmt::format("{} of {} healthy fixes fail the quality test:", n, healthy_);
       for (std::size_t i = 0; i < failures_.size(); ++i) {
         if (failures_[i].unknown > 0) {
-          text += fmt::format(" {} unknown {},", kAccuracyNames[i], failures_[i].unknown);
+          text += fmt::format(" {} unknown {},", kAccuracyLimits[i].name, failures_[i].unknown);
         }
         if (failures_[i].too_large > 0) {
-          text += fmt::format(" {} too large {},", kAccuracyNames[i], failures_[i].too_large);
+          text += fmt::format(" {} too large {},", kAccuracyLimits[i].name, failures_[i].too_large);
         }
       }
       text.pop_back();
       return text;
     }
     case Fault::kNoneAccepted:
-      return "no healthy fix passes the quality test: no solution begins";
+      return "no fix passes the quality test: no solution begins";
     case Fault::kStandIn:
       return fmt::format("{} the quality test and will be used",
                          count_of(n, "stand-in for a fix (sample not 0) passes",
@@ -397,11 +515,26 @@ std::string LogCheck::describe(const Finding& finding) const {
   return {};
 }
 
+std::string LogCheck::blocked_by() const {
+  for (const Stream stream : {Stream::kAccelerometer, Stream::kGyroscope}) {
+    const auto wild = findings_.find({stream, {Fault::kWild, true}});
+    if (wild == findings_.end()) continue;
+    // Not one that the other sensor has caught up with, or paired with.
+    const bool blocks = wild->second.line > series(Stream::kEpochs).line &&
+                        seconds_between(clock_.last(), *wild->second.time_ns) > 0.0;
+    if (!blocks) continue;
+    return fmt::format(", blocked by the {} stamp at line {}", stream_name(stream),
+                       wild->second.line);
+  }
+  return {};
+}
+
 std::string LogCheck::first_place(const Finding& finding) const {
   std::string place;
   if (finding.line > 0) place += fmt::format(" line {}", finding.line);
   // A wild stamp tells no time.
-  if (finding.time_ns && finding.fault != Fault::kWild) {
+  if (finding.time_ns && seconds_between(clock_.first(), *finding.time_ns) > -kLongestSilence &&
+      seconds_between(clock_.last(), *finding.time_ns) < kLongestSilence) {
     place += fmt::format("{} {:.1f} s", place.empty() ? "" : ",", since_start(*finding.time_ns));
   }
   if (place.empty()) return {};

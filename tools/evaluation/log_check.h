@@ -28,18 +28,20 @@ const char* stream_name(Stream stream);
 
 enum class Fault {
   kMissing,     // no row at all
+  kClockApart,  // no time in common with the sensors
   kRate,        // outside 20 to 30 Hz
   kGap,         // epochs: more than 1.5 s, fixes: more than 5 s
-  kEnds,        // no epochs for more than 5 s before the end of the log
+  kEnds,        // none for more than 5 s before the end of the log
   kDoubled,     // the stamp of the row before
   kBackward,    // a stamp up to 5 s before the one of the row before
   kJumpBack,    // more than 5 s back, and the rows behind follow
-  kWild,        // a stamp more than 5 s away from those before and behind it
+  kWild,  // a stamp more than 5 s away from those before and behind it, a fix's also from those
+          // of the other rows
   kNotFinite,   // NaN, or more than the type that the engine keeps it in can hold
-  kOutOfRange,  // latitude or longitude
+  kOutOfRange,  // longitude
   kOutsideQuadrant,
   kQualityTest,   // a healthy fix that fails it
-  kNoneAccepted,  // every healthy fix fails it
+  kNoneAccepted,  // every fix fails it
   kStandIn,       // an epoch without a fix that passes the quality test
 };
 
@@ -61,17 +63,26 @@ struct NanSource {
   Stream stream;
   std::int64_t time_ns;
   std::int64_t line;
+  std::int64_t epoch;  // that it is part of, from 1; fixes: 0
   std::string text;
 };
 
 // Pairs stamps into epochs as the engine pairs events (engine/sensor_intake.cpp).
 class EpochPairing {
  public:
-  // The time of the epoch that the event completes.
-  std::optional<std::int64_t> add(bool gyroscope, std::int64_t time_ns);
+  struct Event {
+    std::int64_t time_ns;
+    std::int64_t line;
+    bool finite;
+  };
+  struct Epoch {
+    Event gyroscope, accelerometer;
+  };
+  // The epoch that the event completes.
+  std::optional<Epoch> add(bool gyroscope, const Event& event);
 
  private:
-  std::deque<std::int64_t> gyroscope_, accelerometer_;
+  std::deque<Event> gyroscope_, accelerometer_;
 };
 
 class LogCheck {
@@ -95,7 +106,8 @@ class LogCheck {
   // For people: a line on the rates, and one for each finding.
   std::string text() const;
 
-  // Earliest first, at most the latest 64; whoever has dealt with one takes it out.
+  // Earliest first, at most 64 at a time, of equal neighbours the first; whoever has dealt with one
+  // takes it out.
   std::deque<NanSource>& nan_sources() { return nan_sources_; }
 
  private:
@@ -104,9 +116,10 @@ class LogCheck {
     std::optional<std::int64_t> last;
     std::int64_t line = 0;  // of the latest row
     std::int64_t rows = 0;
-    std::int64_t steps = 0;  // between neighbours, at most 1.5 s
-    double seconds = 0.0;    // in these steps
+    std::int64_t steps = 0;  // between neighbours, at most 1.5 s either way
+    double seconds = 0.0;    // in these steps, those back counted off
     std::int64_t held_line = 0;
+    bool held_agrees = false;  // with the clock of all rows
   };
   struct Place {
     std::int64_t line;
@@ -116,27 +129,36 @@ class LogCheck {
   void add_sensor(const SensorData& event, std::int64_t line);
   void add_fix(const FixRow& row, std::int64_t line);
   void add_truth(const TruthRow& row, std::int64_t line);
-  void add_epoch(std::int64_t time_ns, std::int64_t line);
+  void add_epoch(const EpochPairing::Epoch& epoch, std::int64_t line);
+  void note_gap(Stream stream, bool breaks, Place place, double seconds);
+  LogClock::Verdict add_to_clock(std::int64_t time_ns);
+  void judge_held();
+  void compare_clocks();
   // True when the stamp equals that of the row before.
   bool add_stamp(Stream stream, std::int64_t time_ns, std::int64_t line);
   void step_to(Stream stream, std::int64_t time_ns, std::int64_t line);
   void note_wild(Stream stream, std::int64_t time_ns, std::int64_t line);
   Finding& note(Stream stream, Fault fault, bool breaks, Place place);
-  void note_nan_source(Stream stream, Place place, std::string text);
+  void note_nan_source(Stream stream, Place place, std::int64_t epoch, std::string text);
 
   Series& series(Stream stream) { return series_[static_cast<std::size_t>(stream)]; }
   const Series& series(Stream stream) const { return series_[static_cast<std::size_t>(stream)]; }
 
   std::string describe(const Finding& finding) const;
   std::string first_place(const Finding& finding) const;
+  std::string blocked_by() const;
 
   std::int64_t rows_ = 0;
   LogClock clock_;
   std::array<Series, kStreams> series_;
   EpochPairing pairing_;
   std::optional<std::int64_t> last_epoch_;
+  double step_to_held_ = 0.0;  // s, to the epoch that its clock holds
+  std::optional<std::int64_t> previous_fix_;
+  std::optional<std::int64_t> first_fix_;  // that is not wild
+  std::optional<Place> held_fix_;          // by the clock of all rows
   std::int64_t healthy_ = 0;
-  std::int64_t healthy_accepted_ = 0;
+  std::int64_t accepted_ = 0;
   struct Failures {
     std::int64_t unknown = 0;
     std::int64_t too_large = 0;

@@ -24,7 +24,8 @@ LogClock::Verdict LogClock::add(std::int64_t time_ns) {
     return {.in_line = true, .released = false, .dropped = false, .start_was_wild = false};
   }
   Verdict verdict{};
-  if (!near(*now_, time_ns) && held_ && time_ns > *held_) {
+  if (!near(*now_, time_ns) && held_ &&
+      (time_ns > *held_ || (time_ns != *held_ && near(*held_, time_ns)))) {
     verdict.released = true;
     verdict.start_was_wild = !proven_ && advances_ == 0 && near(*held_, time_ns);
     begin_stretch(*held_);

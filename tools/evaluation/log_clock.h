@@ -9,8 +9,8 @@ namespace zuvdr::tools {
 inline constexpr double kLongestSilence = 5.0;  // s; rows further apart need a third to agree
 
 // A stamp within kLongestSilence of the latest is in line with it. Any other one is held until the
-// next shows what it was: when that one is later still, time has jumped, and the held stamp was
-// right; else the held one was wild.
+// next shows what it was: when that one is later still, or another close to it, time has jumped,
+// and the held stamp was right; else the held one was wild.
 class LogClock {
  public:
   struct Verdict {
