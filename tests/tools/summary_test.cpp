@@ -2,15 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <functional>
 #include <limits>
 #include <string>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
-#include "tools/evaluation/replay.h"
+#include "tests/tools/program.h"
 #include "tools/evaluation/states.h"
 #include "tools/simulation/simulation.h"
 
@@ -19,79 +21,47 @@ namespace {
 
 constexpr std::int64_t kSecond = 1'000'000'000;
 constexpr std::int64_t kLast = std::numeric_limits<std::int64_t>::max();
+constexpr int kVehicle = ZUVDR_CAR_VEHICLE_MODE;
+constexpr int kAligned = kVehicle + ZUVDR_CAR_ALIGNED;
+constexpr int kTilt = kAligned + ZUVDR_CAR_ATTITUDE_CONVERGED;
+constexpr int kSet = kTilt + ZUVDR_CAR_POSITION_SET;
 
-// An answer to an accepted fix of 10 m/s.
-FixAnswer answer(
-    int car_flag, const std::function<void(FixAnswer&)>& change = [](FixAnswer&) {}) {
+// An answer to a fix, accepted when it has a positive speed.
+FixAnswer answer(int car_flag, double speed, double tilt_sigma = 0.15) {
   FixAnswer result{};
   result.row.car_flag = car_flag;
-  result.row.fix_accepted = true;
+  result.row.fix_accepted = !(speed <= 0.0);
   result.engine.moving = true;
-  result.engine.tilt_sigma = 0.15;
-  result.speed = 10.0;
-  change(result);
+  result.engine.tilt_sigma = tilt_sigma;
+  result.position_was_set = car_flag == kSet;
+  result.speed = speed;
+  result.epochs_processed = 1;
   return result;
 }
 
 TEST(StatesTest, NameTheConditionThatNeverCameTrue) {
-  constexpr int kVehicle = ZUVDR_CAR_VEHICLE_MODE;
-  constexpr int kAligned = kVehicle + ZUVDR_CAR_ALIGNED;
-  constexpr int kTilt = kAligned + ZUVDR_CAR_ATTITUDE_CONVERGED;
-  constexpr int kSet = kTilt + ZUVDR_CAR_POSITION_SET;
-  const auto slow = [](FixAnswer& a) { a.speed = 4.96; };
-  const auto refused = [](FixAnswer& a) { a.row.fix_accepted = false; };
-  const auto vehicle = [](FixAnswer& a) { a.output = Output::kVehicle; };
+  // Every second fix of 70 accepted, then 60 not: 25 of 50 at most.
+  std::vector<FixAnswer> half;
+  for (int i = 0; i < 130; ++i) half.push_back(answer(kSet, i < 70 && i % 2 == 0 ? 10.0 : 0.0));
   const struct {
     State state;
     std::vector<FixAnswer> answers;
     const char* obstacle;
   } cases[] = {
-      {State::kVehicleMode, {}, "no fixes"},
-      {State::kVehicleMode, {answer(0, refused)}, "no accepted fix"},
       {State::kVehicleMode,
-       {answer(0, slow), answer(0, refused)},
+       {answer(0, 4.96), answer(0, NAN), answer(0, 0.0)},
        "no accepted fix above 5 m/s: the fastest had 5.0"},
-      {State::kAligned, {answer(0)}, "not in vehicle mode"},
-      {State::kAligned,
-       {answer(kVehicle)},
-       "no standstill quiet for 26 windows and 1.5 s in vehicle mode"},
-      {State::kAligned,
-       {answer(kVehicle, [](FixAnswer& a) { a.engine.long_quiet = true; })},
-       "no standstill quiet for 26 windows and 1.5 s in vehicle mode with an accepted fix"},
-      {State::kAligned,
-       {answer(kVehicle, [](FixAnswer& a) { a.engine.navigator_ran = true; })},
-       "lost before the next fix: the motion check started it over"},
-      {State::kAttitude, {answer(kVehicle)}, "not aligned"},
+      {State::kVehicleMode, {answer(0, NAN)}, "no accepted fix with a speed"},
+      {State::kAligned, {FixAnswer{}}, "no sensor epoch was processed"},
       {State::kAttitude,
-       {answer(kAligned, [](FixAnswer& a) { a.engine.tilt_sigma = 0.31; }),
-        answer(kAligned, [](FixAnswer& a) { a.engine.tilt_sigma = 0.42; })},
+       {answer(kAligned, 9.0, 0.31), answer(kAligned, 9.0, 0.42)},
        "tilt not known to 0.2 degrees: at best 0.31"},
-      {State::kAttitude,
-       {answer(kAligned, [](FixAnswer& a) { a.engine.tilt_sigma = NAN; })},
-       "the tilt was no longer a number"},
-      {State::kPosition, {answer(kAligned)}, "tilt not known"},
       // Fast, but before the tilt was known.
       {State::kPosition,
-       {answer(kAligned), answer(kTilt, [](FixAnswer& a) { a.speed = 5.5; })},
+       {answer(kAligned, 9.0), answer(kTilt, 5.5)},
        "no accepted fix above 6 m/s from then on: the fastest had 5.5"},
-      {State::kPosition,
-       {answer(kTilt, [](FixAnswer& a) { a.engine.moving = false; })},
-       "the sensors stood still at every accepted fix above 6 m/s"},
-      {State::kConverged, {answer(kTilt)}, "position not set"},
-      {State::kConverged,
-       {answer(kSet), answer(kSet, vehicle), answer(kSet, refused)},
-       "fewer than 30 of 50 fixes accepted from then on: 1"},
-      {State::kConverged,
-       {answer(kSet), answer(0, [](FixAnswer& a) { a.position_was_set = true; })},
-       "the position was given up: outside the north-eastern quadrant"},
-      {State::kWalker, {answer(0)}, "no bout of 11 steps"},
-      {State::kWalker,
-       {answer(0,
-               [](FixAnswer& a) {
-                 a.walker_started = true;
-                 a.row.fix_accepted = false;
-               })},
-       "no accepted fix during a bout of 11 steps"},
+      {State::kConverged, half, "at most 25 of 50 fixes in a row accepted, not 30"},
+      {State::kWalker, {answer(0, 0.45)}, "no fix at 0.46 to 5 m/s: each one ends the bout"},
   };
   for (const auto& [state, answers, obstacle] : cases) {
     States states;
@@ -103,7 +73,7 @@ TEST(StatesTest, NameTheConditionThatNeverCameTrue) {
 
 // The position stays where the last fix was while the truth goes on, 111.3 m a second, until the
 // fix that tells where the car is but does not count.
-TEST(SummaryTest, AFrozenPositionInAnOutageIsAnError) {
+TEST(SummaryErrorsTest, AFrozenPositionInAnOutageIsAnError) {
   Summary summary;
   for (int second = 0; second <= 5; ++second) {
     FixAnswer frozen{};
@@ -132,18 +102,16 @@ std::vector<EventRow> drive() {
   return simulate(options);
 }
 
-struct Played {
-  Summary summary;
-  std::size_t with_truth = 0;
+// The engine keeps NaN for good, so every log is for a process of its own.
+class SummaryTest : public ProgramTest {
+ protected:
+  std::string play(const std::vector<EventRow>& rows) const {
+    EventLogWriter log(path("log.csv"));
+    for (const EventRow& row : rows) log.write(row);
+    log.close();
+    return run("replay log.csv").out;
+  }
 };
-Played play(const std::vector<EventRow>& rows) {
-  Played played;
-  Replay replay([&](const TrackRow& row) { played.with_truth += !std::isnan(row.truth_latitude); });
-  std::int64_t line = 0;
-  for (const EventRow& row : rows) replay.play(row, ++line);
-  played.summary = replay.finish(0);
-  return played;
-}
 
 std::string line_with(const std::string& text, const std::string& begin) {
   const std::size_t found = text.find('\n' + begin);
@@ -151,66 +119,83 @@ std::string line_with(const std::string& text, const std::string& begin) {
   return text.substr(found + 1, text.find('\n', found + 1) - found - 1);
 }
 
-// The row of a kind closest behind the given time.
+// The row of a kind, the gyroscope's of the sensors, closest behind the given time.
 template <typename Row>
 std::size_t row_at(const std::vector<EventRow>& rows, double seconds) {
   const std::int64_t time = 1000 * kSecond + static_cast<std::int64_t>(seconds * 1e9);
-  std::size_t i = 0;
-  for (;; ++i) {
-    if (const auto* fix = std::get_if<FixRow>(&rows[i])) {
-      if (std::is_same_v<Row, FixRow> && fix->fix.time_ns >= time) break;
-    } else if (const auto* truth = std::get_if<TruthRow>(&rows[i])) {
-      if (std::is_same_v<Row, TruthRow> && truth->time_ns >= time) break;
-    } else if (const auto* sensor = std::get_if<SensorRow>(&rows[i])) {
-      const bool gyroscope = sensor->event.type == ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED;
-      if (std::is_same_v<Row, SensorRow> && gyroscope && sensor->event.timestamp >= time) break;
-    }
-  }
-  return i;
-}
-
-TEST(SummaryTest, WildStampsCostOneRowOfTruth) {
-  const std::vector<EventRow> rows = drive();
-  const Played clean = play(rows);
-  const std::string length = line_with(clean.summary.text(), "Log length");
-  ASSERT_GT(clean.with_truth, 500U);
-  for (const std::int64_t stamp :
-       {1000 * kSecond + 5000 * kSecond, 1030 * kSecond, kLast, -kLast}) {
-    std::vector<EventRow> wild = rows;
-    std::get<FixRow>(wild[row_at<FixRow>(rows, 200.0)]).fix.time_ns = stamp;
-    std::get<TruthRow>(wild[row_at<TruthRow>(rows, 300.0)]).time_ns = stamp;
-    const Played played = play(wild);
-    EXPECT_GE(played.with_truth + 2, clean.with_truth) << stamp;
-    for (const ErrorGroup group : {ErrorGroup::kFused, ErrorGroup::kFixes}) {
-      EXPECT_NEAR(static_cast<double>(played.summary.errors(group).count()),
-                  static_cast<double>(clean.summary.errors(group).count()), 2.0)
-          << stamp;
-    }
-    EXPECT_EQ(line_with(played.summary.text(), "Log length"), length) << stamp;
-  }
-}
-
-TEST(SummaryTest, NotFiniteNamesItsCause) {
-  const std::vector<EventRow> rows = drive();
-  EXPECT_EQ(line_with(play(rows).summary.text(), "Not finite"), "");
-
-  std::vector<EventRow> spoilt = rows;
-  // Without effect: a gap before the navigator is aligned.
-  const auto silence = [&spoilt](std::size_t from, std::size_t to) {
-    for (std::size_t i = from; i < to; ++i) {
-      if (auto* sensor = std::get_if<SensorRow>(&spoilt[i])) sensor->event.type = 4;
+  const auto behind = [&](const EventRow& any) {
+    const auto* row = std::get_if<Row>(&any);
+    if constexpr (std::is_same_v<Row, FixRow>) return row != nullptr && row->fix.time_ns >= time;
+    if constexpr (std::is_same_v<Row, SensorRow>) {
+      return row != nullptr && row->event.type == ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED &&
+             row->event.timestamp >= time;
     }
   };
-  silence(row_at<SensorRow>(rows, 5.0), row_at<SensorRow>(rows, 7.0));
-  EXPECT_EQ(line_with(play(spoilt).summary.text(), "Not finite"), "");
+  return static_cast<std::size_t>(std::ranges::find_if(rows, behind) - rows.begin());
+}
 
-  const std::size_t end = row_at<SensorRow>(rows, 202.0);
-  silence(row_at<SensorRow>(rows, 200.0), end);
-  const std::string gap = line_with(play(spoilt).summary.text(), "Not finite");
-  EXPECT_NE(gap.find("sensor gap of 2.0 s at line "), std::string::npos) << gap;
-  // The epoch behind the gap is complete with the gyroscope's event or the accelerometer's.
-  const std::size_t line = std::stoul(gap.substr(gap.find("line ") + 5));
-  EXPECT_NEAR(static_cast<double>(line), static_cast<double>(end + 1), 4.0) << gap;
+// One on the fix that sets vehicle mode.
+TEST_F(SummaryTest, WildStampsOfFixesCostNothing) {
+  const std::vector<EventRow> rows = drive();
+  const std::string clean = play(rows);
+  const auto mode = [](const std::string& text) {
+    return std::stod(line_with(text, "States").substr(28));
+  };
+  for (const std::int64_t stamp : {1030 * kSecond, kLast}) {
+    std::vector<EventRow> wild = rows;
+    for (const double second : {mode(clean) - 0.1, 200.0}) {
+      std::get<FixRow>(wild[row_at<FixRow>(rows, second)]).fix.time_ns = stamp;
+    }
+    const std::string text = play(wild);
+    EXPECT_EQ(line_with(text, "Log length"), line_with(clean, "Log length")) << stamp;
+    EXPECT_NEAR(mode(text), mode(clean), 0.11) << stamp;
+    EXPECT_EQ(line_with(text, "Not finite"), "") << stamp;
+  }
+}
+
+TEST_F(SummaryTest, NotFiniteNamesItsCause) {
+  const std::vector<EventRow> rows = drive();
+  const auto sensors = [&](std::vector<EventRow>& spoilt, double from, double to, auto change) {
+    for (std::size_t i = row_at<SensorRow>(rows, from); i < row_at<SensorRow>(rows, to); ++i) {
+      if (auto* sensor = std::get_if<SensorRow>(&spoilt[i])) change(sensor->event);
+    }
+  };
+  const auto silence = [](SensorData& event) { event.type = 4; };
+  const auto nan = [](SensorData& event) { event.values[0] = NAN; };
+  const auto ahead = [](SensorData& event) { event.timestamp += 7 * kSecond; };
+  const std::size_t fix = row_at<FixRow>(rows, 200.0);
+  const struct {
+    std::function<void(std::vector<EventRow>&)> spoil;
+    const char* cause;  // empty: every position is finite
+    std::size_t row;
+  } cases[] = {
+      {[](auto&) {}, "", 0},
+      // Before the navigator is aligned.
+      {[&](auto& spoilt) { sensors(spoilt, 5.0, 7.0, silence); }, "", 0},
+      {[&](auto& spoilt) {
+         std::get<FixRow>(spoilt[row_at<FixRow>(rows, 5.0)]).fix.bearing = NAN;
+         sensors(spoilt, 200.0, 202.0, silence);
+       },
+       "sensor gap of 2.0 s", row_at<SensorRow>(rows, 202.0)},
+      {[&](auto& spoilt) { sensors(spoilt, 200.0, 205.0, nan); }, "sample not finite",
+       row_at<SensorRow>(rows, 200.0)},
+      {[&](auto& spoilt) { sensors(spoilt, 200.0, 200.04, ahead); }, "sensor gap of 7.0 s",
+       row_at<SensorRow>(rows, 200.0)},
+      {[&](auto& spoilt) { std::get<FixRow>(spoilt[fix]).fix.time_ns -= kSecond; },
+       "two fixes with one time stamp", fix},
+  };
+  for (const auto& [spoil, cause, row] : cases) {
+    std::vector<EventRow> spoilt = rows;
+    spoil(spoilt);
+    const std::string text = play(spoilt);
+    const std::string told = line_with(text, "Not finite");
+    EXPECT_NE(told.find(cause), std::string::npos) << cause << text;
+    EXPECT_EQ(told.empty(), row == 0) << cause << text;
+    if (told.empty()) continue;
+    // An epoch is complete with the gyroscope's event or the accelerometer's.
+    const std::size_t line = std::stoul(told.substr(told.find("line ") + 5));
+    EXPECT_NEAR(static_cast<double>(line), static_cast<double>(row + 1), 4.0) << told;
+  }
 }
 
 }  // namespace

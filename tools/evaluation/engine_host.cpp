@@ -51,8 +51,10 @@ FixAnswer EngineHost::deliver(const FixRow& row) {
       .fix_accepted = probe.fix_accepted,
       .truth_latitude = kNone,
       .truth_longitude = kNone};
-  return {track,        output, probe.converged, probe, position_set, before.pedestrian_started,
-          row.fix.speed};
+  return {track,           output,
+          probe.converged, probe,
+          position_set,    before.pedestrian_started,
+          row.fix.speed,   epochs_processed()};
 }
 
 std::int64_t EngineHost::epochs_processed() const {

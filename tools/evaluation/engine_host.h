@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "tools/evaluation/engine_probe.h"
 #include "tools/logs/event_log.h"
@@ -21,6 +22,10 @@ struct FixAnswer {
   bool position_was_set = false;  // before the fix
   bool walker_started = false;    // before the fix
   double speed = 0.0;             // of the fix, m/s
+  std::int64_t epochs_processed = 0;
+  std::optional<std::int64_t> log_time_ns = {};  // the log's own time where the fix's is wild
+
+  std::int64_t time_ns() const { return log_time_ns.value_or(row.time_ns); }
 };
 
 // The engine is one per process, so there should be one host.

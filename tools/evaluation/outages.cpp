@@ -18,6 +18,8 @@ double driven_between(const TrackRow& a, const TrackRow& b) {
 void OutageFinder::add(const FixAnswer& answer) {
   const TrackRow& row = answer.row;
   const bool vehicle = answer.output == Output::kVehicle;
+  const std::int64_t time_ns =
+      vehicle ? row.output_time_ns : answer.log_time_ns.value_or(row.output_time_ns);
   if (row.fix_accepted || answer.output == Output::kWalker) {
     end_outage();
   } else {
@@ -26,7 +28,7 @@ void OutageFinder::add(const FixAnswer& answer) {
       current_->start_ns = previous_->output_time_ns;
     }
     if (current_) {
-      current_->duration = seconds_between(current_->start_ns, row.output_time_ns);
+      current_->duration = seconds_between(current_->start_ns, time_ns);
       current_->driven += driven_between(*previous_, row);
       current_->error = output_error(row);
       current_->largest_error = std::fmax(current_->largest_error, current_->error);

@@ -26,7 +26,10 @@ void Replay::play(const EventRow& row, std::int64_t line) {
   if (const auto* sensor = std::get_if<SensorRow>(&row)) {
     host_.deliver(*sensor);
   } else if (const auto* fix = std::get_if<FixRow>(&row)) {
-    const FixAnswer answer = host_.deliver(*fix);
+    FixAnswer answer = host_.deliver(*fix);
+    if (std::fabs(seconds_between(fix->fix.time_ns, now())) > kLongestSilence) {
+      answer.log_time_ns = now();
+    }
     summary_.watch(answer);
     waiting_.push_back({answer, now()});
   } else if (const auto* truth = std::get_if<TruthRow>(&row)) {

@@ -4,23 +4,36 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "ZuVDR.h"
 #include "engine/limits.h"
+#include "tools/evaluation/error_figures.h"
 
 namespace zuvdr::tools {
 namespace {
+
+constexpr const char* kNothingProcessed = "no sensor epoch was processed";
 
 bool has(const FixAnswer& answer, int car_flag) {
   return (answer.row.car_flag & car_flag) != 0;
 }
 
+bool corrected(const FixAnswer& answer) {
+  return answer.output == Output::kVehicle && answer.row.status == 1 && answer.converged;
+}
+
+constexpr std::size_t kConvergenceWindow = 50;  // fixes
+constexpr float kSlowestWalk = 0.46F;           // m/s
+
 void keep_larger(std::optional<double>& largest, double value) {
-  if (std::isfinite(value)) largest = std::max(largest.value_or(value), value);
+  constexpr double kNone = -std::numeric_limits<double>::infinity();
+  largest = std::max(largest.value_or(kNone), std::isfinite(value) ? value : kNone);
 }
 
 std::string no_faster_fix(const std::optional<double>& fastest, float needed, const char* when) {
   if (!fastest) return fmt::format("no accepted fix{}", when);
+  if (std::isinf(*fastest)) return fmt::format("no accepted fix with a speed{}", when);
   return fmt::format("no accepted fix above {:.0f} m/s{}: the fastest had {:.1f}", needed, when,
                      *fastest);
 }
@@ -49,14 +62,19 @@ void States::add(const FixAnswer& answer) {
     if (engine.moving) keep_larger(moving_ready_, answer.speed);
   }
 
-  if (has(answer, ZUVDR_CAR_POSITION_SET)) {
-    if (answer.output == Output::kVehicle && accepted) ++accepted_in_run_;
-    most_accepted_ = std::max(most_accepted_, accepted_in_run_);
+  if (answer.position_was_set) {
+    if (verdicts_.size() == kConvergenceWindow) verdicts_.pop_front();
+    verdicts_.push_back(accepted);
+    most_accepted_ = std::max(most_accepted_, std::ranges::count(verdicts_, true));
+    if (!has(answer, ZUVDR_CAR_POSITION_SET)) given_up_ = true;
   } else {
-    accepted_in_run_ = 0;
-    if (answer.position_was_set) given_up_ = true;
+    verdicts_.clear();
   }
   if (answer.converged) converged_ = true;
+  if (corrected(answer)) corrected_ = true;
+
+  if (answer.epochs_processed > 0) processed_ = true;
+  if (!(answer.speed < kSlowestWalk || answer.speed > kVehicleSpeed)) walking_speed_ = true;
 
   if (answer.walker_started) {
     walker_started_ = true;
@@ -66,15 +84,14 @@ void States::add(const FixAnswer& answer) {
 
 void States::note_times(const FixAnswer& answer) {
   const TrackRow& row = answer.row;
-  const std::array<bool, kStates> holds{
-      has(answer, ZUVDR_CAR_VEHICLE_MODE),
-      has(answer, ZUVDR_CAR_ALIGNED),
-      has(answer, ZUVDR_CAR_ATTITUDE_CONVERGED),
-      has(answer, ZUVDR_CAR_POSITION_SET),
-      answer.output == Output::kVehicle && row.status == 1 && answer.converged,
-      row.pdr_flag != 0};
+  const std::array<bool, kStates> holds{has(answer, ZUVDR_CAR_VEHICLE_MODE),
+                                        has(answer, ZUVDR_CAR_ALIGNED),
+                                        has(answer, ZUVDR_CAR_ATTITUDE_CONVERGED),
+                                        has(answer, ZUVDR_CAR_POSITION_SET),
+                                        corrected(answer) && is_finite(fused_place(row)),
+                                        row.pdr_flag != 0};
   for (std::size_t i = 0; i < kStates; ++i) {
-    if (holds[i] && !reached_[i]) reached_[i] = row.time_ns;
+    if (holds[i] && !reached_[i]) reached_[i] = answer.time_ns();
   }
 }
 
@@ -94,7 +111,9 @@ std::string States::obstacle(State state) const {
     case State::kConverged:
       return why_not_converged();
     case State::kWalker:
-      if (!walker_started_) return "no bout of 11 steps";
+      if (!processed_) return kNothingProcessed;
+      if (!walking_speed_) return "no fix at 0.46 to 5 m/s: each one ends the bout";
+      if (!walker_started_) return "no bout of 11 steps between fixes that end it";
       return accepted_while_walking_ ? "no accepted fix at 0.46 to 5 m/s during a bout of 11 steps"
                                      : "no accepted fix during a bout of 11 steps";
   }
@@ -102,6 +121,7 @@ std::string States::obstacle(State state) const {
 }
 
 std::string States::why_not_aligned() const {
+  if (!processed_) return kNothingProcessed;
   if (!reached(State::kVehicleMode)) return "not in vehicle mode";
   if (navigator_ran_) return "lost before the next fix: the motion check started it over";
   constexpr const char* kStandstill =
@@ -124,8 +144,9 @@ std::string States::why_no_position() const {
 std::string States::why_not_converged() const {
   if (!reached(State::kPosition)) return "position not set";
   if (given_up_) return "the position was given up: outside the north-eastern quadrant";
+  if (corrected_) return "converged, but to positions that are not finite";
   if (converged_) return "converged, but no fix corrected a vehicle position after that";
-  return fmt::format("fewer than 30 of 50 fixes accepted from then on: {}", most_accepted_);
+  return fmt::format("at most {} of 50 fixes in a row accepted, not 30", most_accepted_);
 }
 
 }  // namespace zuvdr::tools

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 
@@ -37,19 +38,23 @@ class States {
 
   std::array<std::optional<std::int64_t>, kStates> reached_;  // time of the fix
   std::int64_t fixes_ = 0;
-  std::optional<double> fastest_;        // accepted fix, m/s
+  // Accepted fixes, m/s; minus infinity when none of them had a speed.
+  std::optional<double> fastest_;
   std::optional<double> fastest_ready_;  // the same while only the position was missing
   std::optional<double> moving_ready_;   // the same while the sensors did not stand still either
+  bool processed_ = false;               // a sensor epoch
+  bool walking_speed_ = false;           // of a fix, which alone does not end a bout of steps
   bool accepted_while_walking_ = false;
   bool quiet_ = false;  // for long enough, in vehicle mode
   bool navigator_ran_ = false;
   bool converged_ = false;
-  bool given_up_ = false;  // at a fix, which only the guard of the quadrant does
+  bool corrected_ = false;  // by a fix, a vehicle position, after that
+  bool given_up_ = false;   // at a fix, which only the guard of the quadrant does
   bool walker_started_ = false;
-  std::optional<double> best_tilt_;  // degrees
-  bool tilt_lost_ = false;           // not finite
-  int accepted_in_run_ = 0;          // since the position was set
-  int most_accepted_ = 0;
+  std::optional<double> best_tilt_;   // degrees
+  bool tilt_lost_ = false;            // not finite
+  std::deque<bool> verdicts_;         // of the latest 50 fixes since the position was set
+  std::ptrdiff_t most_accepted_ = 0;  // of these
 };
 
 }  // namespace zuvdr::tools

@@ -17,6 +17,9 @@ namespace {
 // m; a share of a shorter way says nothing about the drift.
 constexpr double kLeastDriven = 10.0;
 
+constexpr std::size_t kMostStretches = 3;
+constexpr std::size_t kMostSuspects = 64;
+
 constexpr std::array kStateNames{"vehicle mode", "aligned",   "attitude converged",
                                  "position set", "converged", "walker"};
 
@@ -36,9 +39,14 @@ const char* status_name(const FixAnswer& answer) {
   return kStatusNames[static_cast<std::size_t>(answer.row.status) % kStatusNames.size()];
 }
 
-std::string describe(const NanSource& source, const LogCheck& check) {
-  const std::string line = source.line > 0 ? fmt::format(" at line {}", source.line) : "";
-  return fmt::format("{}{}, {:.1f} s", source.text, line, check.since_start(source.time_ns));
+std::string describe(const std::optional<NanSource>& source, const LogCheck& check) {
+  if (!source) return "cause unknown";
+  std::string text = source->text;
+  if (source->line > 0) text += fmt::format(" at line {}", source->line);
+  // A wild stamp tells no time.
+  const double seconds = check.since_start(source->time_ns);
+  if (seconds >= 0.0 && seconds <= check.length()) text += fmt::format(", {:.1f} s", seconds);
+  return text;
 }
 
 // The host is left with the last known position, and the fix that ends the outage hides how far off
@@ -64,28 +72,52 @@ void Summary::add(const EventRow& row, std::int64_t line) {
 void Summary::watch(const FixAnswer& answer) {
   states_.add(answer);
   note_nan_sources(answer);
-  if (is_finite(fused_place(answer.row))) {
-    if (answer.output != Output::kVehicle || !nan_source_) return;
-    earlier_nan_source_ = std::exchange(nan_source_, std::nullopt);
-    return;
+  if (states_.tilt_lost() && !std::exchange(tilt_lost_, true)) tilt_cause_ = cause();
+  const bool finite = is_finite(fused_place(answer.row));
+  if (finite) forget_suspects(answer);
+  const bool begins = !finite && !not_finite_now_;
+  not_finite_now_ = !finite;
+  if (finite) return;
+  ++not_finite_positions_;
+  if (begins) {
+    latest_cause_ = cause();
+    if (not_finite_.size() < kMostStretches) {
+      not_finite_.push_back({0, answer.time_ns(), latest_cause_});
+    } else {
+      ++not_finite_more_;
+    }
   }
-  ++not_finite_;
-  if (not_finite_from_) return;
-  not_finite_from_ = answer.row.time_ns;
-  not_finite_cause_ = nan_source_ ? nan_source_ : earlier_nan_source_;
+  if (not_finite_more_ == 0) ++not_finite_.back().count;
 }
 
 // Takes over what the engine has processed by now.
 void Summary::note_nan_sources(const FixAnswer& answer) {
   const bool before = std::exchange(aligned_, (answer.row.car_flag & ZUVDR_CAR_ALIGNED) != 0);
   std::erase_if(check_.nan_sources(), [&](const NanSource& source) {
-    const bool fix = source.stream == Stream::kFixes;
-    if (!fix && source.time_ns > answer.engine.last_epoch_time) return false;
-    // A step that is no step harms a navigator only, but NaN itself stays in the low-pass filters.
+    if (source.epoch > answer.epochs_processed) return false;
+    const bool sample = source.stream != Stream::kFixes && source.stream != Stream::kEpochs;
+    if (sample && !filtered_) filtered_ = source;
+    // A step that is no step harms a navigator only.
     const bool harmful = source.stream != Stream::kEpochs || aligned_ || before;
-    if (harmful && !nan_source_) nan_source_ = source;
+    if (harmful && suspects_.size() < kMostSuspects) suspects_.push_back({source});
     return true;
   });
+}
+
+// After a finite position. A fix shows its effect at once or by the two behind it, everything else
+// in the next position of a vehicle.
+void Summary::forget_suspects(const FixAnswer& answer) {
+  const bool vehicle = answer.output == Output::kVehicle;
+  if (vehicle) latest_cause_.reset();
+  std::erase_if(suspects_, [&](Suspect& suspect) {
+    if (suspect.source.stream == Stream::kFixes) return ++suspect.finite > 2;
+    return vehicle || (suspect.source.stream == Stream::kEpochs && !aligned_);
+  });
+}
+
+std::optional<NanSource> Summary::cause() const {
+  if (!suspects_.empty()) return suspects_.front().source;
+  return latest_cause_ ? latest_cause_ : filtered_;
 }
 
 void Summary::add(const FixAnswer& answer, const std::optional<Place>& truth_at_fix) {
@@ -135,7 +167,7 @@ std::string Summary::text() const {
 std::string Summary::describe_counts() const {
   std::string text = fmt::format(
       "Log length   {:.1f} s\n"
-      "Epochs       {} processed, {} waiting for a later fix\n"
+      "Epochs       {} processed, {} waiting\n"
       "Fixes        {}: {} healthy, {} without; {} accepted\n",
       check_.length(), epochs_processed_, epochs_waiting_, fixes_, healthy_, fixes_ - healthy_,
       accepted_);
@@ -155,26 +187,37 @@ std::string Summary::describe_states() const {
     } else {
       text += fmt::format("{:>11}  {}", "not reached", states_.obstacle(state));
       if (state == State::kAttitude && states_.tilt_lost()) {
-        text += ": " + (nan_source_ ? describe(*nan_source_, check_) : "cause unknown");
+        text += ": " + describe(tilt_cause_, check_);
       }
       text += '\n';
     }
   }
   if (last_) {
-    text += fmt::format("At the end   status {} ({}), car flags {}, walker {}\n", last_->row.status,
-                        status_name(*last_), last_->row.car_flag, last_->row.pdr_flag);
+    const bool finite = is_finite(fused_place(last_->row));
+    text += fmt::format("At the end   status {} ({}{}), car flags {}, walker {}\n",
+                        last_->row.status, status_name(*last_), finite ? "" : ", not finite",
+                        last_->row.car_flag, last_->row.pdr_flag);
   }
   return text;
 }
 
 std::string Summary::describe_not_finite() const {
-  if (!not_finite_from_) return {};
-  return fmt::format("Not finite   {} of {} positions, from {:.1f} s on: {}\n", not_finite_, fixes_,
-                     check_.since_start(*not_finite_from_),
-                     not_finite_cause_ ? describe(*not_finite_cause_, check_) : "cause unknown");
+  std::string text;
+  std::int64_t told = 0;
+  for (const NotFinite& stretch : not_finite_) {
+    text += fmt::format("{:<12} {} of {} positions, from {:.1f} s: {}\n",
+                        text.empty() ? "Not finite" : "", stretch.count, fixes_,
+                        check_.since_start(stretch.from_ns), describe(stretch.cause, check_));
+    told += stretch.count;
+  }
+  if (not_finite_more_ > 0) {
+    text += fmt::format("{:<12} {} more later\n", "", not_finite_positions_ - told);
+  }
+  return text;
 }
 
 std::string Summary::describe_outages() const {
+  if (!states_.reached(State::kPosition)) return "Outages      none: the position was never set\n";
   if (outages().empty()) return "Outages      none while the position was set\n";
   std::string text =
       fmt::format("Outages      {:>9} {:>6} {:>9} {:>10} {:>10} {:>9}  {}\n", "start", "fixes",

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/evaluation/engine_host.h"
 #include "tools/evaluation/error_figures.h"
@@ -53,7 +54,21 @@ class Summary {
   std::string text() const;
 
  private:
+  // Positions in a row that are not finite.
+  struct NotFinite {
+    std::int64_t count;
+    std::int64_t from_ns;  // time of the first
+    std::optional<NanSource> cause;
+  };
+  // What may have harmed the solution.
+  struct Suspect {
+    NanSource source;
+    int finite = 0;  // positions since
+  };
+
   void note_nan_sources(const FixAnswer& answer);
+  void forget_suspects(const FixAnswer& answer);
+  std::optional<NanSource> cause() const;
   void note_errors(const FixAnswer& answer, const std::optional<Place>& truth_at_fix);
 
   std::string describe_counts() const;
@@ -72,11 +87,15 @@ class Summary {
   std::int64_t healthy_ = 0;
   std::int64_t accepted_ = 0;
   std::int64_t reference_steps_ = 0;
-  std::int64_t not_finite_ = 0;                  // positions
-  std::optional<std::int64_t> not_finite_from_;  // time of the first
-  std::optional<NanSource> not_finite_cause_;
-  std::optional<NanSource> nan_source_;  // first since the latest vehicle position
-  std::optional<NanSource> earlier_nan_source_;
+  std::vector<NotFinite> not_finite_;      // the first three stretches
+  std::int64_t not_finite_more_ = 0;       // stretches behind them
+  std::int64_t not_finite_positions_ = 0;  // in all stretches
+  bool not_finite_now_ = false;
+  std::vector<Suspect> suspects_;          // earliest first
+  std::optional<NanSource> filtered_;      // first sample that stays in the engine's filters
+  std::optional<NanSource> latest_cause_;  // until a vehicle position is finite again
+  std::optional<NanSource> tilt_cause_;
+  bool tilt_lost_ = false;
   bool aligned_ = false;  // at the fix before
   std::optional<FixAnswer> last_;
   OutageFinder outages_;
