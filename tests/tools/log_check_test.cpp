@@ -7,8 +7,8 @@
 #include <functional>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -46,18 +46,48 @@ Rows good_log() {
   return rows;
 }
 
-// Of the given second.
-SensorData& sensor(Rows& rows, std::size_t second, std::size_t row) {
-  return std::get<SensorRow>(rows[second * kRowsASecond + row]).event;
+using Spoil = std::function<void(Rows&)>;
+
+// Changes sensor events from the first to before the last of 50 a second, the gyroscope's odd.
+Spoil sensors(std::size_t first, std::size_t last, std::size_t step,
+              const std::function<void(SensorData&)>& change) {
+  return [=](Rows& rows) {
+    for (std::size_t i = first; i < last; i += step) {
+      change(std::get<SensorRow>(rows[i / 50 * kRowsASecond + i % 50]).event);
+    }
+  };
 }
+Spoil gone(std::size_t first, std::size_t last, std::size_t step) {
+  return sensors(first, last, step, [](SensorData& event) { event.type = 4; });
+}
+Spoil late(std::size_t first, std::size_t last, std::size_t step, std::int64_t by) {
+  return sensors(first, last, step, [by](SensorData& event) { event.timestamp += by; });
+}
+Spoil at(std::size_t first, std::size_t last, std::int64_t stamp) {
+  return sensors(first, last, 1, [stamp](SensorData& event) { event.timestamp = stamp; });
+}
+// Exchanges the stamps of accelerometer events and the next ones.
+Spoil swapped(std::size_t first, std::size_t last) {
+  return [=](Rows& rows) {
+    late(first, last, 4, kSecond / 25)(rows);
+    late(first + 2, last + 2, 4, -kSecond / 25)(rows);
+  };
+}
+
 FixRow& fix(Rows& rows, std::size_t second) {
   return std::get<FixRow>(rows[second * kRowsASecond + 50]);
 }
-void no_fix(Rows& rows, std::size_t second) {
-  rows[second * kRowsASecond + 50] = StepRow{fix(rows, second).fix.time_ns};
+Spoil fixes(std::size_t first, std::size_t last, const std::function<void(FixRow&)>& change) {
+  return [=](Rows& rows) {
+    for (std::size_t second = first; second < last; ++second) change(fix(rows, second));
+  };
 }
-TruthRow& truth(Rows& rows, std::size_t second) {
-  return std::get<TruthRow>(rows[second * kRowsASecond + 51]);
+Spoil only_fixes(const std::set<std::size_t>& kept) {
+  return [=](Rows& rows) {
+    for (std::size_t s = 0; s < 20; ++s) {
+      if (!kept.contains(s)) rows[s * kRowsASecond + 50] = StepRow{};
+    }
+  };
 }
 
 std::string found(const Rows& rows) {
@@ -78,141 +108,81 @@ std::string found(const Rows& rows) {
 TEST(LogCheckTest, FindsWhatIsWrongAndWhere) {
   const struct {
     const char* name;
-    std::function<void(Rows&)> spoil;
+    Spoil spoil;
     const char* findings;
   } cases[] = {
-      {"nothing", [](Rows&) {}, ""},
+      {"nothing", gone(0, 0, 1), ""},
       // Events 10 s + 0.04 s to 10 s + 1.48 s go: 1.52 s from epoch to epoch.
-      {"37 epochs missing",
-       [](Rows& rows) {
-         for (int i = 2; i < 76; ++i) sensor(rows, 10 + (i >= 50), i % 50).type = 4;
-       },
-       "! epochs gap x1 line 600; "},
-      {"36 epochs missing",
-       [](Rows& rows) {
-         for (int i = 2; i < 74; ++i) sensor(rows, 10 + (i >= 50), i % 50).type = 4;
-       },
-       ""},
-      {"sensor dies",
-       [](Rows& rows) {
-         for (std::size_t s = 10; s < 20; ++s) {
-           for (std::size_t i = 1; i < 50; i += 2) sensor(rows, s, i).type = 4;
-         }
-       },
-       "! epochs ends x1 line 518; "},
+      {"37 epochs missing", gone(502, 576, 1), "! epochs gap x1 line 600; "},
+      {"36 epochs missing", gone(502, 574, 1), ""},
+      {"sensor dies", gone(501, 1000, 2), "! epochs ends x1 line 518; "},
       // The other half of the pair follows at once, and both find a partner.
-      {"gyroscope stamp repeated", [](Rows& rows) { sensor(rows, 3, 3).timestamp -= kSecond / 25; },
+      {"gyroscope stamp repeated", late(153, 154, 1, -kSecond / 25),
        "! epochs doubled x1 line 160; gyroscope doubled x1 line 160; "},
-      {"accelerometer back", [](Rows& rows) { sensor(rows, 3, 4).timestamp -= kSecond / 10; },
-       "accelerometer backward x1 line 161; "},
-      {"gyroscope far ahead", [](Rows& rows) { sensor(rows, 3, 3).timestamp = kLast; },
+      {"gyroscope far ahead", at(153, 154, kLast),
        "! epochs ends x1 line 158; ! gyroscope wild x1 line 160; "},
-      {"gyroscope far behind", [](Rows& rows) { sensor(rows, 3, 3).timestamp = 0; },
-       "gyroscope wild x1 line 160; "},
-      {"first row wild", [](Rows& rows) { sensor(rows, 0, 0).timestamp = 0; },
-       "accelerometer wild x1 line 1; "},
-      {"fixes far ahead and far behind",
+      {"gyroscope far behind", at(153, 154, 0), "gyroscope wild x1 line 160; "},
+      {"first row wild", at(0, 1, 0), "accelerometer wild x1 line 1; "},
+      {"both sensors far ahead", at(152, 154, kLast),
+       "! accelerometer wild x1 line 159; ! gyroscope wild x1 line 160; ! epochs wild x1 line "
+       "160; "},
+      {"neighbours swapped", swapped(0, 1000), "accelerometer backward x250 line 3; "},
+      {"a gap, then two stamps swapped",
        [](Rows& rows) {
-         fix(rows, 2).fix.time_ns = kLast;
-         fix(rows, 7).fix.time_ns = -kLast;
+         gone(100, 500, 1)(rows);
+         swapped(500, 502)(rows);
        },
-       "fixes wild x2 line 155; "},
-      {"two good fixes with one stamp", [](Rows& rows) { fix(rows, 4).fix.time_ns -= kSecond; },
+       "! epochs gap x1 line 522; accelerometer backward x1 line 523; "},
+      {"every second gyroscope event missing", gone(1, 1000, 4), "gyroscope rate x1 line 0; "},
+      {"clocks of the sensors 100 s apart", late(1, 1000, 2, 100 * kSecond),
+       "! epochs missing x1 line 0; "},
+      {"too large for float32", sensors(151, 152, 1, [](auto& event) { event.values[2] = 1e39; }),
+       "! gyroscope not finite x1 line 158; "},
+      {"two wild fixes in a row", fixes(8, 10, [](FixRow& row) { row.fix.time_ns += 9 * kSecond; }),
+       "fixes wild x2 line 467; "},
+      {"two good fixes with one stamp",
+       fixes(4, 5, [](FixRow& row) { row.fix.time_ns -= kSecond; }),
        "! fixes doubled x1 line 259; "},
       {"a stand-in with the stamp of a fix",
-       [](Rows& rows) {
-         fix(rows, 4).fix.time_ns -= kSecond;
-         fix(rows, 4).fix.speed_acc = 0.0F;
-         fix(rows, 4).sample = 1;
-       },
+       fixes(4, 5,
+             [](FixRow& row) {
+               row.fix.time_ns -= kSecond;
+               row.fix.speed_acc = 0.0F;
+               row.sample = 1;
+             }),
        "fixes doubled x1 line 259; "},
-      {"too large for float32", [](Rows& rows) { sensor(rows, 3, 1).values[2] = 1e39; },
-       "! gyroscope not finite x1 line 158; "},
-      {"not finite where nothing is read", [](Rows& rows) { sensor(rows, 3, 1).values[3] = kNaN; },
-       ""},
-      {"fix not finite", [](Rows& rows) { fix(rows, 4).fix.latitude = kNaN; },
+      {"fix not finite", fixes(4, 5, [](FixRow& row) { row.fix.latitude = kNaN; }),
        "! fixes not finite x1 line 259; "},
-      {"longitude 200", [](Rows& rows) { fix(rows, 4).fix.longitude = 200.0; },
+      {"longitude 200", fixes(4, 5, [](FixRow& row) { row.fix.longitude = 200.0; }),
        "! fixes out of range x1 line 259; "},
-      {"west", [](Rows& rows) { fix(rows, 4).fix.longitude = -1e-9; },
+      {"west", fixes(4, 5, [](FixRow& row) { row.fix.longitude = -1e-9; }),
        "! fixes outside quadrant x1 line 259; "},
-      {"accuracy at its limit and unknown",
-       [](Rows& rows) {
-         fix(rows, 4).fix.pos_acc_n = 250.0F;
-         fix(rows, 6).fix.vel_acc_u = 0.0F;
-       },
+      {"accuracy at its limit", fixes(4, 6, [](FixRow& row) { row.fix.pos_acc_n = 250.0F; }),
        "fixes quality test x2 line 259; "},
-      {"no good fix, stand-ins or not",
-       [](Rows& rows) {
-         for (std::size_t s = 0; s < 20; ++s) fix(rows, s).fix.speed_acc = 3;
-         for (std::size_t s = 4; s < 20; ++s) fix(rows, s).sample = 1;
-       },
+      {"accuracy unknown", fixes(4, 5, [](FixRow& row) { row.fix.vel_acc_u = 0.0F; }),
+       "fixes quality test x1 line 259; "},
+      {"no good fix, nor stand-in",
+       fixes(0, 20,
+             [n = 0](FixRow& row) mutable {
+               row.sample = ++n > 4;
+               row.fix.speed_acc = 3;
+             }),
        "! fixes none accepted x1 line 0; fixes quality test x4 line 51; "},
+      {"stand-in that looks good", fixes(4, 5, [](FixRow& row) { row.sample = 2; }),
+       "fixes stand-in x1 line 259; "},
       {"fixes on another clock",
-       [](Rows& rows) {
-         for (std::size_t s = 0; s < 20; ++s) fix(rows, s).fix.time_ns += 1'700'000'000 * kSecond;
-       },
+       fixes(0, 20, [](FixRow& row) { row.fix.time_ns += 1'700'000'000 * kSecond; }),
        "! fixes clock apart x1 line 0; "},
       {"truth on another clock",
        [](Rows& rows) {
-         for (std::size_t s = 0; s < 20; ++s) truth(rows, s).time_ns -= 900 * kSecond;
+         for (EventRow& row : rows) {
+           if (auto* truth = std::get_if<TruthRow>(&row)) truth->time_ns -= 900 * kSecond;
+         }
        },
        "truth clock apart x1 line 0; "},
-      {"fixes begin late and end early",
-       [](Rows& rows) {
-         for (const std::size_t s : {0, 1, 2, 3, 4, 5, 14, 15, 16, 17, 18, 19}) no_fix(rows, s);
-       },
+      {"fixes begin late and end early", only_fixes({6, 7, 8, 9, 10, 11, 12, 13}),
        "! fixes ends x1 line 727; fixes gap x1 line 0; "},
-      {"fixes every 10 s",
-       [](Rows& rows) {
-         for (std::size_t s = 0; s < 20; ++s) {
-           if (s % 10 != 5) no_fix(rows, s);
-         }
-       },
-       "fixes gap x1 line 831; "},
-      {"two wild fixes in a row",
-       [](Rows& rows) {
-         fix(rows, 8).fix.time_ns += 100 * kSecond;
-         fix(rows, 9).fix.time_ns += 100 * kSecond;
-       },
-       "fixes wild x2 line 467; "},
-      {"both sensors far ahead",
-       [](Rows& rows) { sensor(rows, 3, 2).timestamp = sensor(rows, 3, 3).timestamp = kLast; },
-       "! accelerometer wild x1 line 159; ! gyroscope wild x1 line 160; ! epochs wild x1 line "
-       "160; "},
-      {"neighbours swapped",
-       [](Rows& rows) {
-         for (std::size_t s = 0; s < 20; ++s) {
-           for (std::size_t i = 0; i < 48; i += 4) {
-             std::swap(sensor(rows, s, i).timestamp, sensor(rows, s, i + 2).timestamp);
-           }
-         }
-       },
-       "accelerometer backward x240 line 3; "},
-      {"a gap, then two stamps swapped",
-       [](Rows& rows) {
-         for (std::size_t i = 2 * kRowsASecond; i < 10 * kRowsASecond; ++i) {
-           if (auto* row = std::get_if<SensorRow>(&rows[i])) row->event.type = 4;
-         }
-         std::swap(sensor(rows, 10, 0).timestamp, sensor(rows, 10, 2).timestamp);
-       },
-       "! epochs gap x1 line 522; accelerometer backward x1 line 523; "},
-      {"stand-in that looks good", [](Rows& rows) { fix(rows, 4).sample = 2; },
-       "fixes stand-in x1 line 259; "},
-      {"every second gyroscope event missing",
-       [](Rows& rows) {
-         for (std::size_t s = 0; s < 20; ++s) {
-           for (std::size_t i = 1; i < 50; i += 4) sensor(rows, s, i).type = 4;
-         }
-       },
-       "gyroscope rate x1 line 0; "},
-      {"clocks of the sensors 100 s apart",
-       [](Rows& rows) {
-         for (std::size_t s = 0; s < 20; ++s) {
-           for (std::size_t i = 1; i < 50; i += 2) sensor(rows, s, i).timestamp += 100 * kSecond;
-         }
-       },
-       "! epochs missing x1 line 0; "},
+      {"fixes every 10 s", only_fixes({5, 15}), "fixes gap x1 line 831; "},
   };
   for (const auto& [name, spoil, findings] : cases) {
     Rows rows = good_log();
