@@ -173,6 +173,8 @@ TEST(LogCheckTest, FindsWhatIsWrongAndWhere) {
       {"fixes on another clock",
        fixes(0, 20, [](FixRow& row) { row.fix.time_ns += 1'700'000'000 * kSecond; }),
        "! fixes clock apart x1 line 0; "},
+      {"fixes ahead", fixes(0, 20, [](FixRow& row) { row.fix.time_ns += 9 * kSecond; }),
+       "! fixes clock apart x1 line 0; "},
       {"truth on another clock",
        [](Rows& rows) {
          for (EventRow& row : rows) {

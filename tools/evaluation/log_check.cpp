@@ -372,7 +372,14 @@ void LogCheck::compare_clocks() {
     note_apart(Stream::kFixes, true, seconds);
     return;
   }
-  if (!fixes.last) return;
+  if (!fixes.last) {
+    // None agrees with the rows around it. Epochs never reach fixes that are ahead.
+    if (fixes.clock.now() && epochs.now()) {
+      const double seconds = seconds_between(epochs.first(), fixes.clock.first());
+      note_apart(Stream::kFixes, seconds > 0.0, seconds);
+    }
+    return;
+  }
   const double until = seconds_between(clock_.first(), *first_fix_);
   if (until > kLongestFixGap) {
     note_gap(Stream::kFixes, false, {0, first_fix_}, until);
@@ -458,7 +465,9 @@ std::string LogCheck::describe(const Finding& finding) const {
       return fmt::format("{} on another clock: {:.0f} s {} {}{}", name, std::fabs(finding.worst),
                          finding.worst > 0.0 ? "after" : "before",
                          fixes ? "the sensors" : "the other rows",
-                         fixes ? ", no epoch is processed" : "");
+                         !fixes           ? ""
+                         : finding.breaks ? ", no epoch is processed"
+                                          : ", epochs are processed late");
     case Fault::kRate:
       return fmt::format("{} at {:.1f} Hz, not within {:.0f} to {:.0f} Hz", name, finding.worst,
                          kSlowest, kFastest);
