@@ -92,6 +92,20 @@ TEST(SummaryErrorsTest, AFrozenPositionInAnOutageIsAnError) {
   EXPECT_NEAR(summary.outages()[0].largest_error, 4 * 111.31949, 1e-4);
 }
 
+TEST(SummaryErrorsTest, AreFiledUnderTheirStatus) {
+  Summary summary;
+  for (int metres : {1, 2, 3}) {  // each under the status of its number
+    FixAnswer answer{};
+    answer.row.status = metres;
+    answer.row.longitude = metres / 111319.49079327358;  // of a degree on the equator
+    answer.output = Output::kVehicle;
+    summary.add(answer, std::nullopt);
+  }
+  EXPECT_NEAR(summary.errors(ErrorGroup::kCorrected).largest(), 1.0, 1e-6);
+  EXPECT_NEAR(summary.errors(ErrorGroup::kDeadReckoned).largest(), 2.0, 1e-6);
+  EXPECT_NEAR(summary.errors(ErrorGroup::kLongOutage).largest(), 3.0, 1e-6);
+}
+
 std::vector<EventRow> drive() {
   SimulationOptions options;
   options.route.scenario = Scenario::kDrive;
