@@ -2,16 +2,17 @@
 
 #include <CLI/CLI.hpp>
 #include <cmath>
-#include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "tools/cli/commands.h"
+#include "tools/cli/messages.h"
 #include "tools/cli/progress_bar.h"
 #include "tools/evaluation/log_check.h"
 #include "tools/logs/event_log.h"
+#include "tools/logs/output_file.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -96,11 +97,11 @@ void run(const Options& options) {
         logs.push_back(to_json(path, log));
       } else {
         print_text(path, log, options.logs.size() > 1);
-        std::fflush(stdout);
+        flush_standard_output();
       }
     } catch (const EventLogError& error) {
       status = kBadLog;
-      fmt::print(stderr, "zuvdr: {}\n", error.what());
+      print_message(error.what());
       if (options.json) logs.push_back({{"log", path}, {"error", error.what()}});
     }
   }
@@ -108,6 +109,7 @@ void run(const Options& options) {
     // Names of files need not be UTF-8.
     fmt::print("{}\n", Json{{"logs", logs}}.dump(2, ' ', false, Json::error_handler_t::replace));
   }
+  flush_standard_output();
   if (status != 0) throw CLI::RuntimeError(status);
 }
 

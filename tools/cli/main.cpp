@@ -15,6 +15,7 @@
 #include "ZuVDR.h"
 #include "tools/cli/command_line.h"
 #include "tools/cli/commands.h"
+#include "tools/cli/messages.h"
 #include "tools/logs/output_file.h"
 #include "tools/logs/text_fields.h"
 
@@ -40,7 +41,7 @@ void occupy_closed_streams() {
 
 int fail(int status, const std::string& message) {
   std::fflush(stdout);
-  fmt::print(stderr, "zuvdr: {}\n", message);
+  zuvdr::tools::print_message(message);
   return status;
 }
 

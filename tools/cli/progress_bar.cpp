@@ -40,7 +40,7 @@ bool ProgressBar::due() {
 
 void ProgressBar::show(double part) {
   if (std::isnan(part)) return;
-  fmt::print(stderr, "\r{}", bar_text(part));
+  std::fputs(("\r" + bar_text(part)).c_str(), stderr);
   std::fflush(stderr);
   shown_ = true;
 }

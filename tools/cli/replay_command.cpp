@@ -50,18 +50,18 @@ void run(const Options& options) {
       if (bar.due()) bar.show(reader.progress());
     }
   } catch (const InputError&) {
-    print_skipped(reader.first_skipped(), reader.skipped());
     if (anything) {
       // What the log gave up to here is kept.
       replay.flush();
       for (const auto& writer : writers) writer->close();
     }
+    print_skipped(reader.first_skipped(), reader.skipped());
     throw;
   }
-  print_skipped(reader.first_skipped(), reader.skipped());
   const Summary summary = replay.finish(reader.skipped());
   for (const auto& writer : writers) writer->close();
   if (!options.plot.empty()) plot_track(rows, options.plot);
+  print_skipped(reader.first_skipped(), reader.skipped());
 
   const bool output_taken = std::ranges::find(outputs, "-") != outputs.end();
   fmt::print(output_taken ? stderr : stdout, "{}", summary.text());

@@ -2,15 +2,16 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <iterator>
+
+#include "tools/cli/messages.h"
 
 namespace zuvdr::tools {
 
 void print_skipped(const std::vector<std::string>& first, std::int64_t count) {
-  for (const std::string& row : first) fmt::print(stderr, "zuvdr: skipped {}\n", row);
+  for (const std::string& row : first) print_message("skipped " + row);
   const std::int64_t others = count - std::ssize(first);
-  if (others > 0) fmt::print(stderr, "zuvdr: ... and {} more\n", others);
+  if (others > 0) print_message(fmt::format("... and {} more", others));
 }
 
 }  // namespace zuvdr::tools

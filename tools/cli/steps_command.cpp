@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "tools/cli/commands.h"
+#include "tools/cli/messages.h"
 #include "tools/cli/progress_bar.h"
 #include "tools/cli/skipped_rows.h"
 #include "tools/evaluation/steps.h"
@@ -218,6 +219,12 @@ void write_json(OutputFile& file, const std::vector<Walk>& walks, const std::vec
   file.close();
 }
 
+// Prints all but the last, which the program prints as it ends.
+void throw_last(const std::vector<InputError>& failures) {
+  for (std::size_t i = 0; i + 1 < failures.size(); ++i) print_message(failures[i].what());
+  throw failures.back();
+}
+
 void run(const Options& options) {
   std::vector<std::string> outputs;
   for (const std::string& path : {options.json, options.scores}) {
@@ -246,6 +253,7 @@ void run(const Options& options) {
       }
     }
   }
+  if (logs.empty()) throw_last(failures);
   const std::vector<Walk> walks = evaluate(std::move(logs));
   const std::vector<Group> groups = grouped(walks, options.by);
   StepFigures total;
@@ -254,12 +262,7 @@ void run(const Options& options) {
   if (json) write_json(*json, walks, groups, total, options.by);
   if (scores) scores->close();
   for (const Walk& walk : walks) print_skipped(walk.log.first_skipped, walk.log.skipped);
-  if (failures.empty()) return;
-  // The program prints the last one as it ends.
-  for (auto failure = failures.begin(); failure + 1 != failures.end(); ++failure) {
-    fmt::print(stderr, "zuvdr: {}\n", failure->what());
-  }
-  throw failures.back();
+  if (!failures.empty()) throw_last(failures);
 }
 
 }  // namespace
