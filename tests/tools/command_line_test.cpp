@@ -23,7 +23,6 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
   file("log.csv", fixes(3));
   file("empty.csv", "# span_s: 1 2\n");
   ASSERT_EQ(run("replay log.csv --out track.csv").status, 0);
-  std::filesystem::create_symlink("log.csv", path("link.csv"));
   const std::string seed = "simulate walk --out new.csv --seed ";
   const std::string no_seed =
       " is not a whole number from 0 to 18446744073709551615 ("
@@ -45,10 +44,13 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
       {seed + "-1", 1, "--seed: -1" + no_seed},
       {seed + "1.5", 1, "--seed: 1.5" + no_seed},
       {seed + "18446744073709551616", 1, "--seed: 18446744073709551616" + no_seed},
-      {"replay log.csv --out link.csv", 1, "link.csv: would overwrite the input log.csv"},
       {"replay - --plot log.csv <log.csv", 1, "log.csv: would overwrite standard input"},
-      {"replay log.csv --out new.csv --out ./new.csv", 1,
-       "./new.csv: the same file as the output new.csv"},
+      {"replay log.csv --out same.csv >same.csv", 1, "same.csv: the same file as standard output"},
+      {"check log.csv >>log.csv", 1, "standard output: would overwrite the input log.csv"},
+      {"check - - <log.csv", 1, "standard input: named twice"},
+      {"simulate drive --out new.csv --mounting 1,2,3,", 1,
+       "--mounting: 1,2,3, is neither flat, upright, landscape nor ROLL,PITCH,YAW in degrees ("
+       "zuvdr simulate --help tells more)"},
       {"steps log.csv --json x --scores x", 1, "x: the same file as the output x"},
       {"plot track.csv --out track.csv", 1, "track.csv: would overwrite the input track.csv"},
       {"--help >/dev/full", 1, full},

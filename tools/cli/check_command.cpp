@@ -87,6 +87,7 @@ Json to_json(const std::string& path, const CheckedLog& log) {
 }
 
 void run(const Options& options) {
+  check_outputs(options.logs, {});
   int status = 0;
   Json logs = Json::array();
   for (const std::string& path : options.logs) {

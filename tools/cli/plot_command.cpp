@@ -56,7 +56,7 @@ Example:
       names += (names.empty() ? "" : ", ") + tracks.back().name;
     }
     plot_tracks(tracks, options->title.empty() ? names : options->title, options->out);
-    if (options->out != "-") fmt::print("{}\n", options->out);
+    if (!is_standard_output(options->out)) fmt::print("{}\n", options->out);
   });
 }
 

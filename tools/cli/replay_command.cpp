@@ -63,7 +63,7 @@ void run(const Options& options) {
   if (!options.plot.empty()) plot_track(rows, options.plot);
   print_skipped(reader.first_skipped(), reader.skipped());
 
-  const bool output_taken = std::ranges::find(outputs, "-") != outputs.end();
+  const bool output_taken = std::ranges::any_of(outputs, is_standard_output);
   fmt::print(output_taken ? stderr : stdout, "{}", summary.text());
 }
 

@@ -7,12 +7,11 @@
 #include <limits>
 #include <map>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <system_error>
-#include <vector>
 
 #include "tools/cli/commands.h"
+#include "tools/logs/text_fields.h"
 #include "tools/simulation/simulation.h"
 
 namespace zuvdr::tools {
@@ -35,23 +34,21 @@ const std::map<std::string, Mounting> kMountings = {
 
 Mounting parse_mounting(const std::string& text) {
   if (const auto named = kMountings.find(text); named != kMountings.end()) return named->second;
-  std::vector<double> angles;
   try {
-    for (const std::string& part : CLI::detail::split(text, ',')) {
-      std::size_t used = 0;
-      angles.push_back(std::stod(part, &used));
-      if (used != part.size() || !std::isfinite(angles.back())) throw std::invalid_argument(part);
+    double angles[3];
+    FieldSplitter fields(text);
+    for (double& angle : angles) {
+      angle = fields.next_number<double>("angle");
+      if (!std::isfinite(angle)) fail_field("angle", "not finite", text);
     }
-  } catch (const std::logic_error&) {
-    angles.clear();
-  }
-  if (angles.size() != 3) {
+    if (!fields.at_end()) fail_field("4", "one too many", text);
+    return {angles[0], angles[1], angles[2]};
+  } catch (const FieldError&) {
     throw CLI::ValidationError(
         "--mounting", fmt::format("{} is neither flat, upright, landscape nor ROLL,PITCH,YAW in "
                                   "degrees",
                                   text));
   }
-  return {angles[0], angles[1], angles[2]};
 }
 
 // CLI::Range lets NaN pass.
@@ -71,10 +68,12 @@ CLI::Validator whole_number() {
             std::uint64_t value = 0;
             const char* const end = text.data() + text.size();
             const auto [behind, error] = std::from_chars(text.data(), end, value);
-            const bool whole = error == std::errc{} && behind == end;
-            return whole ? std::string()
-                         : fmt::format("{} is not a whole number from 0 to {}", text,
-                                       std::numeric_limits<std::uint64_t>::max());
+            if (error != std::errc{} || behind != end) {
+              return fmt::format("{} is not a whole number from 0 to {}", text,
+                                 std::numeric_limits<std::uint64_t>::max());
+            }
+            text = std::to_string(value);  // without zeros in front, which make it octal
+            return std::string();
           },
           ""};
 }

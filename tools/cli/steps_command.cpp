@@ -74,7 +74,8 @@ constexpr Column kColumns[] = {
     {"count_error", {"error", "%"}, 6, 1, [](Figures f) { return f.count_error(); }},
 };
 
-void print_row(const std::string& name, std::size_t name_width, const StepFigures& figures) {
+void print_row(std::FILE* to, const std::string& name, std::size_t name_width,
+               const StepFigures& figures) {
   std::string line = fmt::format("{:<{}}", name, name_width);
   for (const Column& column : kColumns) {
     const double shown = column.value(figures) * (*column.heading[1] == '%' ? 100.0 : 1.0);
@@ -82,16 +83,16 @@ void print_row(const std::string& name, std::size_t name_width, const StepFigure
         std::isfinite(shown) ? fmt::format("{:.{}f}", shown, column.decimals) : "-";
     line += fmt::format("{:>{}}", cell, column.width);
   }
-  fmt::print("{}\n", line);
+  fmt::print(to, "{}\n", line);
 }
 
-void print_heading(std::size_t name_width) {
+void print_heading(std::FILE* to, std::size_t name_width) {
   for (const int i : {0, 1}) {
     std::string line = fmt::format("{:<{}}", i == 0 ? "" : "log", name_width);
     for (const Column& column : kColumns) {
       line += fmt::format("{:>{}}", column.heading[i], column.width);
     }
-    fmt::print("{}\n", line);
+    fmt::print(to, "{}\n", line);
   }
 }
 
@@ -174,24 +175,25 @@ std::string file_name(const WalkLog& log) {
   return std::filesystem::path(log.path).filename().string();
 }
 
-void print_table(const std::vector<Group>& groups, const StepFigures& total, bool summary) {
+void print_table(std::FILE* to, const std::vector<Group>& groups, const StepFigures& total,
+                 bool summary) {
   std::size_t width = 10;
   for (const Group& group : groups) {
     width = std::max(width, group.label.size());
     if (summary) continue;
     for (const Walk* walk : group.walks) width = std::max(width, file_name(walk->log).size());
   }
-  print_heading(width);
+  print_heading(to, width);
   for (const Group& group : groups) {
     for (const Walk* walk : group.walks) {
-      if (!summary) print_row(file_name(walk->log), width, walk->figures);
+      if (!summary) print_row(to, file_name(walk->log), width, walk->figures);
     }
-    if (summary || groups.size() > 1) print_row(group.label, width, group.figures);
-    if (!summary && groups.size() > 1) fmt::print("\n");
+    if (summary || groups.size() > 1) print_row(to, group.label, width, group.figures);
+    if (!summary && groups.size() > 1) fmt::print(to, "\n");
   }
   const std::int64_t logs = total.total().logs;
   if (logs > 1 && (!summary || groups.size() > 1)) {
-    print_row(fmt::format("{} logs", logs), width, total);
+    print_row(to, fmt::format("{} logs", logs), width, total);
   }
   flush_standard_output();
 }
@@ -258,7 +260,8 @@ void run(const Options& options) {
   const std::vector<Group> groups = grouped(walks, options.by);
   StepFigures total;
   for (const Walk& walk : walks) total += walk.figures;
-  print_table(groups, total, options.summary);
+  const bool output_taken = std::ranges::any_of(outputs, is_standard_output);
+  print_table(output_taken ? stderr : stdout, groups, total, options.summary);
   if (json) write_json(*json, walks, groups, total, options.by);
   if (scores) scores->close();
   for (const Walk& walk : walks) print_skipped(walk.log.first_skipped, walk.log.skipped);
@@ -279,9 +282,11 @@ void add_steps_command(CLI::App& app) {
       ->check(CLI::IsMember({"folder", "subject", "position", "activity"}))
       ->capture_default_str();
   command->add_option("--json", options->json,
-                      "File for all figures and for the times of the steps");
-  command->add_option("--scores", options->scores,
-                      "CSV file for the detector's scores and answers, one row per epoch");
+                      "File for all figures and for the times of the steps; - for standard output");
+  command->add_option(
+      "--scores", options->scores,
+      "CSV file for the detector's scores and answers, one row per epoch; - for standard "
+      "output");
   command->add_flag(
       "--lenient", options->lenient,
       "Skip malformed rows instead of stopping at the first; the first ten are named");
@@ -294,10 +299,11 @@ steps: declared by the detector; confirmed: those of bouts that reached ten; ref
 excess: confirmed over reference; cadence: of the median step; per min: in logs without P rows.
 With P rows, declared steps less the latency (one for each folder) are matched with them, at
 most 0.25 s apart: F1, recall, precision, and the error of the count, for groups the mean over
-their logs. docs/steps.md tells more, and the columns of the files.
+their logs. The table goes to standard error when a file goes to standard output. docs/steps.md
+tells more, and the columns of the files.
 
 Exit status: 0 done; 1 wrong usage, or something could not be written; 2 a log could not be
-read, has a malformed row or no rows: the figures are then those of the logs before it.
+read, has a malformed row or no rows: the figures are then those of the other logs.
 
 Example:
   zuvdr steps walks/*.csv.gz --json walks.json)");

@@ -13,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 #include <random>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -23,17 +24,14 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kBufferSize = 1 << 16;  // bytes
-constexpr std::size_t kLongestStem = 200;     // bytes of the name that its hidden name repeats
+constexpr std::size_t kLongestStem = 200;     // bytes of the name that its temporary name repeats
 constexpr int kMostLinks = 40;                // in a chain, as the kernel has it
 
-constexpr int kFatalSignals[] = {SIGHUP, SIGINT, SIGPIPE, SIGTERM, SIGXFSZ};
+constexpr int kFatalSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE, SIGALRM,
+                                 SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU, SIGXFSZ};
 
-// The hidden files that stand, for the signal handler. Changed with the signals held back only.
-struct HiddenFiles {
-  pid_t owner = 0;  // children have them too
-  std::vector<std::string> paths;
-};
-HiddenFiles hidden_files;
+// The temporary files that stand, for the signal handler. Changed with the signals held back only.
+std::vector<std::string> temporary_files;
 
 sigset_t fatal_signals() {
   sigset_t set;
@@ -56,17 +54,16 @@ class SignalsHeldBack {
   sigset_t before_;
 };
 
-void remove_hidden_files(int signal) {
-  if (getpid() == hidden_files.owner) {
-    for (const std::string& path : hidden_files.paths) unlink(path.c_str());
-  }
+void remove_temporary_files(int signal) {
+  for (const std::string& path : temporary_files) unlink(path.c_str());
   raise(signal);  // SA_RESETHAND: ends the program
 }
 
 void install_handler() {
-  hidden_files.owner = getpid();
+  static bool installed = false;
+  if (std::exchange(installed, true)) return;
   struct sigaction action {};
-  action.sa_handler = remove_hidden_files;
+  action.sa_handler = remove_temporary_files;
   action.sa_mask = fatal_signals();
   action.sa_flags = static_cast<int>(SA_RESETHAND);
   for (const int signal : kFatalSignals) {
@@ -77,17 +74,13 @@ void install_handler() {
 }
 
 // Where a file opened under this name would come to stand: links followed, also one to nowhere.
-fs::path place_of(const std::string& path) {
+fs::path target_of(const std::string& path) {
   fs::path place = path;
   std::error_code error;
   for (int links = 0; links < kMostLinks && fs::is_symlink(place, error); ++links) {
     place = place.parent_path() / fs::read_symlink(place, error);
   }
   return place;
-}
-
-bool is_standard_output(const std::string& path) {
-  return path == "-" || path == "/dev/stdout";
 }
 
 // Equal for two names of one file; empty for what is neither a file nor could become one.
@@ -99,29 +92,43 @@ std::string identity(const std::string& path, int standard) {
   }
   if (path.empty() || path == "-") return {};
   std::error_code error;
-  return fs::weakly_canonical(fs::absolute(place_of(path), error), error).string();
+  return fs::weakly_canonical(fs::absolute(target_of(path), error), error).string();
 }
 
 }  // namespace
 
 void check_outputs(std::span<const std::string> inputs, std::span<const std::string> outputs) {
+  if (std::ranges::count(inputs, "-") > 1)
+    throw std::invalid_argument("standard input: named twice");
+  if (std::ranges::count_if(outputs, is_standard_output) > 1) {
+    throw OutputError("standard output: named for two outputs");
+  }
   std::vector<std::pair<std::string, std::string>> known;  // identity, why it is refused
   for (const std::string& path : inputs) {
     const std::string input = path == "-" ? "standard input" : "the input " + path;
     known.emplace_back(identity(path, STDIN_FILENO), "would overwrite " + input);
   }
-  bool standard_output = false;
-  for (const std::string& path : outputs) {
-    if (path == "-" && std::exchange(standard_output, true)) {
-      throw OutputError("standard output: named for two outputs");
-    }
+  const auto add = [&](const std::string& path, const std::string& name, const char* kind) {
     const std::string file = identity(path, STDOUT_FILENO);
     const auto same = std::ranges::find_if(
         known, [&](const auto& other) { return !file.empty() && other.first == file; });
-    const std::string name = path == "-" ? "standard output" : path;
     if (same != known.end()) throw OutputError(fmt::format("{}: {}", name, same->second));
-    known.emplace_back(file, "the same file as the output " + name);
+    known.emplace_back(file, fmt::format("the same file as {}{}", kind, name));
+  };
+  add("-", "standard output", "");
+  for (const std::string& path : outputs) {
+    if (!is_standard_output(path)) add(path, path, "the output ");
   }
+}
+
+bool is_standard_output(const std::string& path) {
+  if (path == "-" || path == "/dev/stdout") return true;
+  struct stat named {};
+  struct stat standard {};
+  if (stat(path.c_str(), &named) != 0 || fstat(STDOUT_FILENO, &standard) != 0) return false;
+  const bool device = S_ISCHR(named.st_mode) && isatty(STDOUT_FILENO) == 0;  // such as /dev/null
+  return !S_ISREG(named.st_mode) && !device && named.st_dev == standard.st_dev &&
+         named.st_ino == standard.st_ino;
 }
 
 void flush_standard_output() {
@@ -140,8 +147,8 @@ OutputFile::OutputFile(const std::string& path)
     if (there && !S_ISREG(status.st_mode)) {
       descriptor_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
     } else {
-      place_ = place_of(path).string();
-      if (there && access(place_.c_str(), W_OK) != 0) fail("open");
+      target_ = target_of(path).string();
+      if (there && access(target_.c_str(), W_OK) != 0) fail("open");
       open_beside();
       // Not all file systems have modes.
       if (descriptor_ >= 0 && there) static_cast<void>(fchmod(descriptor_, status.st_mode & 07777));
@@ -151,17 +158,17 @@ OutputFile::OutputFile(const std::string& path)
 }
 
 void OutputFile::open_beside() {
-  const fs::path place = place_;
+  const fs::path place = target_;
   const std::string stem = place.filename().string().substr(0, kLongestStem);
   std::random_device random;
   const SignalsHeldBack held;
-  if (hidden_files.owner != getpid()) install_handler();
+  install_handler();
   do {
     const std::string name = fmt::format(".{}.{:06x}.part", stem, random() & 0xFFFFFF);
     temporary_ = (place.parent_path() / name).string();
     descriptor_ = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   } while (descriptor_ < 0 && errno == EEXIST);
-  if (descriptor_ >= 0) hidden_files.paths.push_back(temporary_);
+  if (descriptor_ >= 0) temporary_files.push_back(temporary_);
 }
 
 OutputFile::~OutputFile() {
@@ -169,7 +176,7 @@ OutputFile::~OutputFile() {
   if (temporary_.empty()) return;
   const SignalsHeldBack held;
   unlink(temporary_.c_str());
-  std::erase(hidden_files.paths, temporary_);
+  std::erase(temporary_files, temporary_);
 }
 
 void OutputFile::write(std::string_view text) {
@@ -196,8 +203,8 @@ void OutputFile::close() {
   const SignalsHeldBack held;
   if (::close(std::exchange(descriptor_, -1)) != 0) fail("write");
   if (temporary_.empty()) return;
-  if (rename(temporary_.c_str(), place_.c_str()) != 0) fail("write");
-  std::erase(hidden_files.paths, std::exchange(temporary_, {}));
+  if (rename(temporary_.c_str(), target_.c_str()) != 0) fail("write");
+  std::erase(temporary_files, std::exchange(temporary_, {}));
 }
 
 void OutputFile::fail(const char* what) const {

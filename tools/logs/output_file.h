@@ -14,18 +14,21 @@ class OutputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Refuses outputs that are an input or each other, links followed: throws OutputError. To be called
-// before anything is opened. "-" is standard input and standard output; devices and pipes may be
-// named more than once.
+// Refuses what would overwrite an input, another output or standard output, links followed: throws
+// OutputError; and standard input ("-") named twice: throws std::invalid_argument. To be called
+// before anything is opened. Devices and pipes may be named more than once.
 void check_outputs(std::span<const std::string> inputs, std::span<const std::string> outputs);
+
+// "-", or a name of the pipe or terminal that standard output is.
+bool is_standard_output(const std::string& path);
 
 // Throws OutputError unless everything printed to the C library's stdout has been written.
 void flush_standard_output();
 
-// A file to be written, or standard output ("-"). A regular file is written beside its place, under
-// a hidden name, and takes its place when it is closed; until then, and if it never is, what stood
-// there stands. Signals that end the program remove the hidden file. Devices and pipes are written
-// directly. All members throw OutputError.
+// A file to be written, or standard output. A regular file is written beside its place, under a
+// temporary name, and takes its place when it is closed; until then, and if it never is, what stood
+// there stands. Signals that ask the program to end remove the temporary file; a crash or SIGKILL
+// leaves it. Devices and pipes are written directly. All members throw OutputError.
 class OutputFile {
  public:
   explicit OutputFile(const std::string& path);
@@ -49,7 +52,7 @@ class OutputFile {
   void drain();
 
   std::string name_;       // for messages
-  std::string place_;      // links followed
+  std::string target_;     // links followed
   std::string temporary_;  // empty when written directly
   int descriptor_ = -1;
   std::string buffer_;

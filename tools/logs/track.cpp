@@ -241,7 +241,8 @@ TrackRow read_row(const std::vector<const Column*>& order, std::string_view line
 }  // namespace
 
 std::unique_ptr<TrackWriter> TrackWriter::open(const std::string& path) {
-  if (path == "-" || path.ends_with(".csv")) return std::make_unique<CsvTrackWriter>(path);
+  if (is_standard_output(path) || path.ends_with(".csv"))
+    return std::make_unique<CsvTrackWriter>(path);
   if (path.ends_with(".geojson") || path.ends_with(".json")) {
     return std::make_unique<GeoJsonTrackWriter>(path);
   }

@@ -45,7 +45,7 @@ class TrackWriter {
   virtual void write(const TrackRow& row) = 0;
   virtual void close() = 0;
 
-  // By ending: .csv, .geojson or .json; "-" is CSV on standard output.
+  // By ending: .csv, .geojson or .json; standard output takes CSV.
   static std::unique_ptr<TrackWriter> open(const std::string& path);
 };
 
