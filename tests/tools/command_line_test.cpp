@@ -79,11 +79,16 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
   }
 }
 
+TEST_F(ProgramTest, SeedsAreDecimal) {
+  const std::string command = "simulate handling --out - --seed ";
+  EXPECT_TRUE(run(command + "08 --walker 010").out == run(command + "8 --walker 10").out);
+}
+
 TEST_F(ProgramTest, SkippedRowsAreNamed) {
   std::string bad;
   for (int i = 0; i < 12; ++i) bad += "P,x\n";
   file("log.csv", fixes(3) + bad);
-  for (const std::string command : {"replay", "steps"}) {
+  for (const std::string command : {"replay", "steps", "check"}) {
     std::istringstream lines(run(command + " --lenient log.csv").err);
     std::string line;
     for (int number = 4; number < 14; ++number) {
@@ -108,7 +113,7 @@ TEST_F(ProgramTest, ATrackOnStandardOutputCanBeFollowed) {
 }
 
 TEST_F(ProgramTest, HelpFitsATerminalAndHasTheExitStatus) {
-  for (const std::string command : {"", "replay", "simulate", "steps", "plot"}) {
+  for (const std::string command : {"", "replay", "simulate", "steps", "plot", "check"}) {
     const std::string help = run(command + " --help").out;
     EXPECT_NE(help.find("\nExit status: 0"), std::string::npos) << command;
     std::istringstream lines(help);

@@ -111,12 +111,12 @@ TEST_F(OutputFileTest, ASignalThatEndsTheProgramRemovesTheTemporaryFile) {
   const pid_t child = fork();
   if (child == 0) {
     OutputFile file(path("t.csv"));
-    if (names().size() == 1) raise(SIGQUIT);
+    if (names().size() == 1) raise(SIGUSR1);
     _exit(1);
   }
   int status = 0;
   waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGQUIT);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGUSR1);
   EXPECT_TRUE(names().empty());
 }
 

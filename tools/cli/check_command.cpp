@@ -10,6 +10,7 @@
 #include "tools/cli/commands.h"
 #include "tools/cli/messages.h"
 #include "tools/cli/progress_bar.h"
+#include "tools/cli/skipped_rows.h"
 #include "tools/evaluation/log_check.h"
 #include "tools/logs/event_log.h"
 #include "tools/logs/output_file.h"
@@ -36,12 +37,18 @@ struct CheckedLog {
 CheckedLog check_log(const std::string& path, bool lenient) {
   EventLogReader reader(path, lenient);
   LogCheck check;
-  ProgressBar bar;
-  EventRow row;
-  while (reader.next(row)) {
-    check.add(row, reader.line_number());
-    if (bar.due()) bar.show(reader.progress());
+  try {
+    ProgressBar bar;
+    EventRow row;
+    while (reader.next(row)) {
+      check.add(row, reader.line_number());
+      if (bar.due()) bar.show(reader.progress());
+    }
+  } catch (const EventLogError&) {
+    print_skipped(reader.first_skipped(), reader.skipped());
+    throw;
   }
+  print_skipped(reader.first_skipped(), reader.skipped());
   check.finish();
   return {std::move(check), reader.skipped()};
 }

@@ -46,7 +46,9 @@ int fail(int status, const std::string& message) {
 }
 
 int run(int argc, char** argv) {
-  CLI::App app("Replays, simulates and draws trips of the positioning engine.", "zuvdr");
+  CLI::App app(
+      "Replays, simulates, checks and draws trips of the positioning engine, and counts steps.",
+      "zuvdr");
   zuvdr::tools::set_help_format(app);
   app.set_version_flag("--version", version());
   app.require_subcommand(1);

@@ -111,7 +111,7 @@ void add_simulate_command(CLI::App& app) {
       ->required()
       ->type_name("LOG");
   command->add_option("--seed", route.seed, "of everything random")
-      ->check(whole_number())
+      ->transform(whole_number())
       ->capture_default_str();
   const CLI::Option* tunnel =
       command->add_option("--tunnel", route.tunnel, "time in the tunnel of a drive, s; 0: none")
@@ -137,7 +137,7 @@ void add_simulate_command(CLI::App& app) {
       command
           ->add_option("--walker", route.walker,
                        "who walks or handles the phone: 0 the average, any other number a person")
-          ->check(whole_number())
+          ->transform(whole_number())
           ->capture_default_str();
   const CLI::Option* road =
       command->add_option("--road", arguments->road, "under the car: smooth or rough")

@@ -42,8 +42,8 @@ constexpr std::string_view kStepFields[] = {"time_ns"};
 // The fields of one row behind its kind, taken in order and named by `names`.
 class Fields {
  public:
-  Fields(const FieldSplitter& behind_kind, std::span<const std::string_view> names)
-      : split_(behind_kind), names_(names) {}
+  Fields(const FieldSplitter& after_kind, std::span<const std::string_view> names)
+      : split_(after_kind), names_(names) {}
 
   bool at_end() const { return split_.at_end(); }
 
@@ -70,8 +70,8 @@ class Fields {
   std::size_t taken_ = 0;
 };
 
-SensorRow parse_sensor(const FieldSplitter& behind_kind) {
-  Fields fields(behind_kind, kSensorFields);
+SensorRow parse_sensor(const FieldSplitter& after_kind) {
+  Fields fields(after_kind, kSensorFields);
   SensorData event{};
   fields.take(event.type, event.timestamp, event.values[0]);
   for (std::size_t i = 1; i < std::size(event.values) && !fields.at_end(); ++i) {
@@ -89,8 +89,8 @@ void check_latitude(double latitude) {
   }
 }
 
-FixRow parse_fix(const FieldSplitter& behind_kind) {
-  Fields fields(behind_kind, kFixFields);
+FixRow parse_fix(const FieldSplitter& after_kind) {
+  Fields fields(after_kind, kFixFields);
   GpsData fix{};
   int sample = 0;
   fields.take(fix.time_ns, fix.latitude, fix.longitude, fix.altitude, fix.speed, fix.vel_acc_e,
@@ -101,8 +101,8 @@ FixRow parse_fix(const FieldSplitter& behind_kind) {
   return {fix, sample};
 }
 
-TruthRow parse_truth(const FieldSplitter& behind_kind) {
-  Fields fields(behind_kind, kTruthFields);
+TruthRow parse_truth(const FieldSplitter& after_kind) {
+  Fields fields(after_kind, kTruthFields);
   TruthRow truth{};
   double* const v = truth.velocity;
   double* const a = truth.attitude;
@@ -116,8 +116,8 @@ TruthRow parse_truth(const FieldSplitter& behind_kind) {
   return truth;
 }
 
-StepRow parse_step(const FieldSplitter& behind_kind) {
-  Fields fields(behind_kind, kStepFields);
+StepRow parse_step(const FieldSplitter& after_kind) {
+  Fields fields(after_kind, kStepFields);
   StepRow step{};
   fields.take(step.time_ns);
   fields.finish();
@@ -154,7 +154,11 @@ void EventLogReader::State::remember_header(std::string_view comment) {
   const std::size_t colon = comment.find(':');
   if (colon == std::string_view::npos) return;
   const std::string key(trim(comment.substr(0, colon)));
-  if (key.empty() || (headers.size() >= kMostHeaders && !headers.contains(key))) return;
+  const auto of_a_key = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+  };
+  if (key.empty() || !std::ranges::all_of(key, of_a_key)) return;
+  if (headers.size() >= kMostHeaders && !headers.contains(key)) return;
   headers[key] = trim(comment.substr(colon + 1));
 }
 

@@ -20,15 +20,15 @@ constexpr int kGzipOnly = 16 + MAX_WBITS;    // for inflateInit2
 
 LineReader::LineReader(const std::string& path)
     : name_(path == "-" ? "standard input" : path),
-      descriptor_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+      descriptor_{path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)},
       size_(std::numeric_limits<double>::quiet_NaN()),
       input_buffer_(kChunkSize),
       text_buffer_(kLongestLine + 1 + kChunkSize) {
-  if (descriptor_ < 0) {
+  if (descriptor_.number < 0) {
     throw InputError(fmt::format("{}: cannot open: {}", name_, std::strerror(errno)));
   }
   struct stat status {};
-  if (path != "-" && fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) {
+  if (path != "-" && fstat(descriptor_.number, &status) == 0 && S_ISREG(status.st_mode)) {
     size_ = static_cast<double>(status.st_size);
   }
   while (input_.size() < 2 && read_input()) {
@@ -40,7 +40,10 @@ LineReader::LineReader(const std::string& path)
 
 LineReader::~LineReader() {
   if (gzip_) inflateEnd(&stream_);
-  if (descriptor_ > STDIN_FILENO) close(descriptor_);
+}
+
+LineReader::Descriptor::~Descriptor() {
+  if (number > STDIN_FILENO) close(number);
 }
 
 // Reads more behind what is left of the input; false at the end of the file.
@@ -49,7 +52,7 @@ bool LineReader::read_input() {
   const std::size_t kept = input_.size();
   ssize_t count = 0;
   do {
-    count = read(descriptor_, input_buffer_.data() + kept, input_buffer_.size() - kept);
+    count = read(descriptor_.number, input_buffer_.data() + kept, input_buffer_.size() - kept);
   } while (count < 0 && errno == EINTR);
   if (count < 0) {
     throw InputError(fmt::format("{}: cannot read: {}", name_, std::strerror(errno)));

@@ -39,13 +39,18 @@ class LineReader {
   std::string described(const FieldError& error) const;
 
  private:
+  struct Descriptor {
+    ~Descriptor();  // closes it, but not standard input
+    int number;
+  };
+
   bool read_input();
   bool fill();
   std::size_t copy(char* to, std::size_t room);
   std::size_t decompress(char* to, std::size_t room);
 
   std::string name_;
-  int descriptor_ = -1;
+  const Descriptor descriptor_;
   double size_;              // of the file, bytes
   std::int64_t offset_ = 0;  // in the file, behind the input
   std::vector<char> input_buffer_;

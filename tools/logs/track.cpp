@@ -115,11 +115,11 @@ class CsvTrackWriter : public TrackWriter {
 
 using Json = nlohmann::ordered_json;
 
-using Position = std::array<double, 2>;  // longitude, latitude
+using LonLat = std::array<double, 2>;
 
-std::optional<Position> position(double longitude, double latitude) {
+std::optional<LonLat> position(double longitude, double latitude) {
   if (!std::isfinite(longitude) || !std::isfinite(latitude)) return std::nullopt;
-  return Position{longitude, latitude};
+  return LonLat{longitude, latitude};
 }
 
 // One Point for each row, styled by status, and behind them the three lines. Colours and sizes are
@@ -172,7 +172,7 @@ class GeoJsonTrackWriter : public TrackWriter {
 
   // A line needs two positions. Place by place: a document of a long one would be many times its
   // size.
-  void put_line(const char* name, const char* colour, const std::deque<Position>& places) {
+  void put_line(const char* name, const char* colour, const std::deque<LonLat>& places) {
     if (places.size() < 2) return;
     file_.write(",\n{\"type\":\"Feature\",\"geometry\":{\"type\":\"LineString\",\"coordinates\":[");
     for (std::size_t i = 0; i < places.size(); ++i) {
@@ -183,9 +183,9 @@ class GeoJsonTrackWriter : public TrackWriter {
   }
 
   OutputFile file_;
-  std::deque<Position> fused_;
-  std::deque<Position> fixes_;  // healthy ones
-  std::deque<Position> truth_;
+  std::deque<LonLat> fused_;
+  std::deque<LonLat> fixes_;  // healthy ones
+  std::deque<LonLat> truth_;
   bool first_ = true;
 };
 
