@@ -27,7 +27,7 @@ struct Sample {
 // All walks DATA/SET/walk/*.csv.gz (with walking false: DATA/SET/nonwalk), by name; empty when the
 // folder is not there. Folds: walkers in turn; where the logs of a set do not tell walkers apart,
 // one fifth of the logs after the other, as neighbours are likely to share one. Throws
-// tools::EventLogError.
+// tools::InputError.
 std::vector<Sample> read_set(const std::string& data, const std::string& set, bool walking);
 
 struct SimulatedCorpus {

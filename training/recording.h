@@ -47,7 +47,7 @@ inline std::string set_name(const Recording& recording) {
   return recording.set + (recording.walking() ? "" : ", nobody walks");
 }
 
-// Reads an event log and pairs its events as the engine does. Throws tools::EventLogError.
+// Reads an event log and pairs its events as the engine does. Throws tools::InputError.
 Recording read_recording(const std::string& path, const std::string& set);
 
 // A simulated journey; the route's seed is the name.

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "tests/tools/scratch.h"
+#include "tools/logs/line_reader.h"
 #include "tools/logs/output_file.h"
 
 namespace zuvdr::tools {
@@ -55,7 +56,7 @@ std::string write_all(const std::string& path, const std::vector<EventRow>& rows
 std::string error_of(const std::string& path, bool lenient = false) {
   try {
     read_all(path, lenient);
-  } catch (const EventLogError& error) {
+  } catch (const InputError& error) {
     return error.what();
   }
   return "no error";
@@ -235,7 +236,7 @@ TEST_F(EventLogTest, BrokenGzipIsReportedAfterTheRowsBeforeIt) {
     try {
       while (reader.next(row)) ++rows;
       ADD_FAILURE() << kept << " bytes read as a whole log";
-    } catch (const EventLogError& error) {
+    } catch (const InputError& error) {
       EXPECT_TRUE(std::string(error.what()).starts_with(cut + ": gzip stream breaks off after"))
           << error.what();
     }

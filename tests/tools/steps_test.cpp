@@ -23,6 +23,7 @@
 #include "tests/tools/scratch.h"
 #include "tools/cli/commands.h"
 #include "tools/logs/event_log.h"
+#include "tools/logs/line_reader.h"
 #include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
@@ -130,7 +131,7 @@ class StepsCommandTest : public ScratchTest {
     testing::internal::CaptureStdout();
     try {
       app.parse(arguments);
-    } catch (const EventLogError& error) {
+    } catch (const InputError& error) {
       failure_ = error.what();
     }
     printed_ = testing::internal::GetCapturedStdout();

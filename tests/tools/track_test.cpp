@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "tests/tools/scratch.h"
+#include "tools/logs/line_reader.h"
 #include "tools/logs/output_file.h"
-#include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
 namespace {

@@ -13,6 +13,7 @@
 #include "tools/cli/skipped_rows.h"
 #include "tools/evaluation/log_check.h"
 #include "tools/logs/event_log.h"
+#include "tools/logs/line_reader.h"
 #include "tools/logs/output_file.h"
 
 namespace zuvdr::tools {
@@ -44,7 +45,7 @@ CheckedLog check_log(const std::string& path, bool lenient) {
       check.add(row, reader.line_number());
       if (bar.due()) bar.show(reader.progress());
     }
-  } catch (const EventLogError&) {
+  } catch (const InputError&) {
     print_skipped(reader.first_skipped(), reader.skipped());
     throw;
   }
@@ -107,7 +108,7 @@ void run(const Options& options) {
         print_text(path, log, options.logs.size() > 1);
         flush_standard_output();
       }
-    } catch (const EventLogError& error) {
+    } catch (const InputError& error) {
       status = kBadLog;
       print_message(error.what());
       if (options.json) logs.push_back({{"log", path}, {"error", error.what()}});

@@ -16,8 +16,8 @@
 #include "tools/cli/command_line.h"
 #include "tools/cli/commands.h"
 #include "tools/cli/messages.h"
+#include "tools/logs/line_reader.h"
 #include "tools/logs/output_file.h"
-#include "tools/logs/text_fields.h"
 
 namespace {
 

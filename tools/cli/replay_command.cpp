@@ -12,8 +12,8 @@
 #include "tools/cli/skipped_rows.h"
 #include "tools/evaluation/replay.h"
 #include "tools/logs/event_log.h"
+#include "tools/logs/line_reader.h"
 #include "tools/logs/output_file.h"
-#include "tools/logs/text_fields.h"
 #include "tools/logs/track.h"
 #include "tools/plot/plot.h"
 

@@ -21,8 +21,8 @@
 #include "tools/cli/progress_bar.h"
 #include "tools/cli/skipped_rows.h"
 #include "tools/evaluation/steps.h"
+#include "tools/logs/line_reader.h"
 #include "tools/logs/output_file.h"
-#include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
 namespace {

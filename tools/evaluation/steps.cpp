@@ -16,6 +16,7 @@
 #include "pdr/step_state_machine.h"
 #include "tools/evaluation/engine_probe.h"
 #include "tools/logs/event_log.h"
+#include "tools/logs/line_reader.h"
 #include "tools/logs/text_fields.h"
 #include "tools/logs/time_difference.h"
 
@@ -118,7 +119,7 @@ void set_counted_part(StepSeries& steps, const std::string& path, const std::str
     if (!(from < steps.to)) fail_field("span_s", "not FROM below TO", header);
     steps.from = std::max(from, kSettling);
   } catch (const FieldError& error) {
-    throw EventLogError(fmt::format("{}: header {}", path, error.what));
+    throw InputError(fmt::format("{}: header {}", path, error.what));
   }
 }
 

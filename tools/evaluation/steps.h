@@ -35,11 +35,11 @@ struct WalkReading {
 };
 
 // Takes the part that counts from the text of the header "span_s: FROM TO"; empty leaves it alone.
-// Throws EventLogError.
+// Throws InputError.
 void set_counted_part(StepSeries& steps, const std::string& path, const std::string& header);
 
 // Runs a fresh detector over the log, its events paired by the engine, which is reset. Throws
-// EventLogError.
+// InputError.
 WalkLog read_walk(const std::string& path, const WalkReading& reading);
 
 struct StepTotals {

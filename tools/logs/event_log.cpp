@@ -163,7 +163,7 @@ void EventLogReader::State::remember_header(std::string_view comment) {
 }
 
 void EventLogReader::State::skip(const FieldError& error) {
-  if (!lenient) throw EventLogError(lines.described(error));
+  if (!lenient) throw InputError(lines.described(error));
   ++skipped;
   if (first_skipped.size() < kMostSkippedNamed) first_skipped.push_back(lines.described(error));
 }
@@ -192,7 +192,7 @@ bool EventLogReader::next(EventRow& row) {
   if (state_->rows == 0) {
     const std::string skipped =
         state_->skipped > 0 ? fmt::format(" but {} malformed", state_->skipped) : "";
-    throw EventLogError(fmt::format("{}: no rows{}", state_->lines.name(), skipped));
+    throw InputError(fmt::format("{}: no rows{}", state_->lines.name(), skipped));
   }
   return false;
 }

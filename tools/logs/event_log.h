@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "ZuVDR.h"
-#include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
 
@@ -44,13 +43,11 @@ struct StepRow {
 
 using EventRow = std::variant<SensorRow, FixRow, TruthRow, StepRow>;
 
-using EventLogError = InputError;
-
 // Reads a log row by row, plain or gzip, "-" for standard input. The memory it needs does not grow
 // with the length of the log.
 class EventLogReader {
  public:
-  // Throws EventLogError when the file cannot be opened. With lenient set, malformed rows are
+  // Throws InputError when the file cannot be opened. With lenient set, malformed rows are
   // skipped and counted instead of thrown.
   explicit EventLogReader(const std::string& path, bool lenient = false);
   ~EventLogReader();

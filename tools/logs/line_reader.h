@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,12 @@
 #include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
+
+// An input cannot be read; what() is one line naming file, line number and field.
+class InputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 // The memory it needs grows neither with the length of the file nor with that of a line.
 class LineReader {

@@ -3,19 +3,12 @@
 
 #include <charconv>
 #include <cstddef>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <type_traits>
 
 namespace zuvdr::tools {
-
-// An input cannot be read; what() is one line naming file, line number and field.
-class InputError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 // Why a field cannot be read: "field NAME: WHAT ('TEXT')". The reader of the file adds file and
 // line.
