@@ -21,9 +21,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int kBadLog = 2;
-constexpr int kBreaks = 3;
-
 struct Options {
   std::vector<std::string> logs;
   bool json = false;
@@ -96,12 +93,12 @@ Json to_json(const std::string& path, const CheckedLog& log) {
 
 void run(const Options& options) {
   check_outputs(options.logs, {});
-  int status = 0;
+  int status = kDone;
   Json logs = Json::array();
   for (const std::string& path : options.logs) {
     try {
       const CheckedLog log = check_log(path, options.lenient);
-      if (log.check.breaks() && status == 0) status = kBreaks;
+      if (log.check.breaks() && status == kDone) status = kBreaksSolution;
       if (options.json) {
         logs.push_back(to_json(path, log));
       } else {
@@ -109,7 +106,7 @@ void run(const Options& options) {
         flush_standard_output();
       }
     } catch (const InputError& error) {
-      status = kBadLog;
+      status = kBadInput;
       print_message(error.what());
       if (options.json) logs.push_back({{"log", path}, {"error", error.what()}});
     }
@@ -119,7 +116,7 @@ void run(const Options& options) {
     fmt::print("{}\n", Json{{"logs", logs}}.dump(2, ' ', false, Json::error_handler_t::replace));
   }
   flush_standard_output();
-  if (status != 0) throw CLI::RuntimeError(status);
+  if (status != kDone) throw CLI::RuntimeError(status);
 }
 
 }  // namespace

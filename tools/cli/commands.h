@@ -8,6 +8,12 @@ class App;
 
 namespace zuvdr::tools {
 
+// Exit status.
+inline constexpr int kDone = 0;
+inline constexpr int kFailure = 1;   // wrong usage, or something could not be written or drawn
+inline constexpr int kBadInput = 2;  // could not be read, has a malformed row or no rows
+inline constexpr int kBreaksSolution = 3;  // zuvdr check only
+
 void add_check_command(CLI::App& app);     // check_command.cpp
 void add_replay_command(CLI::App& app);    // replay_command.cpp
 void add_simulate_command(CLI::App& app);  // simulate_command.cpp

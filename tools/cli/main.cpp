@@ -21,8 +21,9 @@
 
 namespace {
 
-constexpr int kFailure = 1;
-constexpr int kBadInput = 2;
+using zuvdr::tools::kBadInput;
+using zuvdr::tools::kDone;
+using zuvdr::tools::kFailure;
 
 std::string version() {
   AlgoVersion engine{};
@@ -79,7 +80,7 @@ Each command has its own --help.)");
   } catch (const zuvdr::tools::InputError& error) {
     return fail(kBadInput, error.what());
   }
-  return 0;
+  return kDone;
 }
 
 }  // namespace
@@ -88,7 +89,7 @@ int main(int argc, char** argv) {
   occupy_closed_streams();
   try {
     const int status = run(argc, argv);
-    if (status == 0) zuvdr::tools::flush_standard_output();
+    if (status == kDone) zuvdr::tools::flush_standard_output();
     return status;
   } catch (const std::system_error& error) {
     // What fmt::print throws does not name the stream.
