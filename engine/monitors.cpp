@@ -2,14 +2,13 @@
 #include <algorithm>
 
 #include "engine/insZuAlgo.h"
+#include "engine/limits.h"
 
 namespace {
 
 constexpr std::size_t kStabilityWindow = 30;  // GNSS epochs
 constexpr std::size_t kTunnelWindow = 60;
 constexpr std::size_t kPdrStabilityWindow = 5;
-constexpr std::size_t kConvergenceWindow = 50;
-constexpr std::ptrdiff_t kConvergenceSamples = 30;  // non-zero ones that make a verdict
 
 // Appends the sample to a window of the given capacity and counts its non-zero entries.
 std::ptrdiff_t slide(std::deque<std::int32_t>& window, std::size_t capacity, int sample) {
@@ -41,5 +40,5 @@ int insZuAlgo::PdrStability(int sample) {
 }
 
 bool insZuAlgo::CarConvergence(int sample) {
-  return slide(convergence_win, kConvergenceWindow, sample) >= kConvergenceSamples;
+  return slide(convergence_win, zuvdr::kConvergenceWindow, sample) >= zuvdr::kConvergenceSamples;
 }

@@ -12,9 +12,7 @@
 namespace {
 
 constexpr std::int64_t kPedestrianTimeout = 60000000001;  // ns: more than 60 s
-constexpr std::int32_t kStepsToStart = 11;                // in a bout, that start the propagation
 constexpr std::int32_t kStepsToInitialise = 10;           // in the bout, more than these
-constexpr double kSlowestWalk = 0.46;                     // m/s
 
 }  // namespace
 
@@ -77,7 +75,7 @@ void insZuAlgo::pedestrian_sensor_epoch(double* imu, double dt) {
     pdr_flag = 0;
   }
   if (pdr_started == 0) {
-    if (step_detector.bout_step_count >= kStepsToStart) pdr_started = 1;
+    if (step_detector.bout_step_count >= zuvdr::kStepsToStart) pdr_started = 1;
   } else if (pdr_ready != 0) {
     PdrUpdate(dt);
     PdrKfPredit(pdr_kf, dt);
@@ -86,7 +84,8 @@ void insZuAlgo::pedestrian_sensor_epoch(double* imu, double dt) {
 
 int insZuAlgo::pedestrian_gnss_epoch(int sample, int vehicle_status) {
   const int stability = PdrStability(sample);
-  if (stability == 0 || gps_fix.speed > zuvdr::kVehicleSpeed || gps_fix.speed < kSlowestWalk) {
+  if (stability == 0 || gps_fix.speed > zuvdr::kVehicleSpeed ||
+      gps_fix.speed < zuvdr::kSlowestWalk) {
     restart_pedestrian();
   }
   int history_length = static_cast<int>(pdr_window_len);

@@ -13,12 +13,6 @@
 #include "nav/motion.h"
 #include "nav/signal.h"
 
-namespace {
-
-constexpr double kConvergedTilt = 0.2;  // degrees, 1 sigma
-
-}  // namespace
-
 int insZuAlgo::algo_sensor_update() {
   const std::int64_t t = cur_epoch.time_ns;
   double imu[6];  // gyroscope x, y, z (rad/s), accelerometer x, y, z (m/s^2)
@@ -69,6 +63,6 @@ void insZuAlgo::propagate_vehicle(double* imu, double dt) {
   }
   if (att_converged == 0) {
     const double sigma = std::sqrt(kf.P[0]) * 180.0 / zuvdr::kPi;  // degrees
-    if (sigma < kConvergedTilt) att_converged = 1;
+    if (sigma < zuvdr::kConvergedTilt) att_converged = 1;
   }
 }

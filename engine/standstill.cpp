@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "engine/insZuAlgo.h"
+#include "engine/limits.h"
 #include "nav/constants.h"
 #include "nav/signal.h"
 
@@ -17,8 +18,6 @@ constexpr std::size_t kQuietWindow = 25;  // epochs, 1 s at 25 Hz
 constexpr double kQuietX = 0.00026375;
 constexpr double kQuietY = 0.0002375;
 constexpr double kQuietZ = 0.000265;
-constexpr std::int32_t kQuietWindowsToStand = 25;  // windows before the one that ends the motion
-constexpr double kLongQuiet = 1.5;                 // s
 
 // Whether the standard deviation of a window is below the limit. In a full one two samples d apart
 // put it at d / sqrt(2 (n - 1)) or above, d / 6.93, whatever the others are: most windows of a
@@ -36,7 +35,7 @@ bool deviation_below(const std::deque<double>& window, double limit) {
 void insZuAlgo::detect_quiet() {
   const auto t = static_cast<double>(cur_epoch.time_ns);
   const auto long_quiet = [&] {
-    return (t - static_start_time) / zuvdr::kNanosecondsPerSecond > kLongQuiet ? 1 : 0;
+    return (t - static_start_time) / zuvdr::kNanosecondsPerSecond > zuvdr::kLongQuiet ? 1 : 0;
   };
   gyr_win_x.push_back(gyr_lpf[0]);
   gyr_win_y.push_back(gyr_lpf[1]);
@@ -53,8 +52,8 @@ void insZuAlgo::detect_quiet() {
   if (quiet) {
     const std::int32_t before = static_count;
     if (static_count < std::numeric_limits<std::int32_t>::max()) ++static_count;
-    moving = before < kQuietWindowsToStand ? 1 : 0;
-    if (before >= kQuietWindowsToStand) static_long = long_quiet();
+    moving = before < zuvdr::kQuietWindowsToStand ? 1 : 0;
+    if (before >= zuvdr::kQuietWindowsToStand) static_long = long_quiet();
   } else {
     static_count = 0;
     moving = 1;

@@ -23,7 +23,6 @@ constexpr std::int32_t kRefractory = 6;            // calls, 0.24 s
 constexpr std::uint64_t kLongPause = 2000000001;   // ns: ends any bout
 constexpr std::uint64_t kShortPause = 1300000001;  // ns: ends a bout that has hardly begun
 constexpr std::int32_t kYoungBout = 3;             // steps
-constexpr std::int32_t kConfirmingBout = 10;       // steps
 
 float magnitude(const float v[3]) {
   return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);

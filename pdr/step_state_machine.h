@@ -20,6 +20,8 @@ inline constexpr float kGyrValley = -0.3f;  // rad/s
 
 inline constexpr std::uint64_t kShortestGate = 200000001;  // ns
 
+inline constexpr std::int32_t kConfirmingBout = 10;  // steps
+
 // Whether a hit at time t (ns) would find the gate open. The machine computes the time since the
 // gate was shut, as float32, only in epochs that can show a hit.
 inline bool gate_open(const sns_oem_step_detector_inst_state& state, std::uint64_t t) {

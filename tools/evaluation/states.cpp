@@ -23,9 +23,6 @@ bool corrected(const FixAnswer& answer) {
   return answer.output == Output::kVehicle && answer.row.status == 1 && answer.converged;
 }
 
-constexpr std::size_t kConvergenceWindow = 50;  // fixes
-constexpr float kSlowestWalk = 0.46F;           // m/s
-
 void keep_larger(std::optional<double>& largest, double value) {
   constexpr double kNone = -std::numeric_limits<double>::infinity();
   largest = std::max(largest.value_or(kNone), std::isfinite(value) ? value : kNone);
@@ -34,7 +31,7 @@ void keep_larger(std::optional<double>& largest, double value) {
 std::string no_faster_fix(const std::optional<double>& fastest, float needed, const char* when) {
   if (!fastest) return fmt::format("no accepted fix{}", when);
   if (std::isinf(*fastest)) return fmt::format("no accepted fix with a speed{}", when);
-  return fmt::format("no accepted fix above {:.0f} m/s{}: the fastest had {:.1f}", needed, when,
+  return fmt::format("no accepted fix above {} m/s{}: the fastest had {:.1f}", needed, when,
                      *fastest);
 }
 
@@ -105,17 +102,14 @@ std::string States::obstacle(State state) const {
     case State::kAttitude:
       if (!reached(State::kAligned)) return "not aligned";
       if (tilt_lost_) return "the tilt was no longer a number";
-      return fmt::format("tilt not known to 0.2 degrees: at best {:.2f}", best_tilt_.value_or(0.0));
+      return fmt::format("tilt not known to {} degrees: at best {:.2f}", kConvergedTilt,
+                         best_tilt_.value_or(0.0));
     case State::kPosition:
       return why_no_position();
     case State::kConverged:
       return why_not_converged();
     case State::kWalker:
-      if (!processed_) return kNothingProcessed;
-      if (!walking_speed_) return "no fix at 0.46 to 5 m/s: each one ends the bout";
-      if (!walker_started_) return "no bout of 11 steps between fixes that end it";
-      return accepted_while_walking_ ? "no accepted fix at 0.46 to 5 m/s during a bout of 11 steps"
-                                     : "no accepted fix during a bout of 11 steps";
+      return why_no_walker();
   }
   return {};
 }
@@ -124,10 +118,8 @@ std::string States::why_not_aligned() const {
   if (!processed_) return kNothingProcessed;
   if (!reached(State::kVehicleMode)) return "not in vehicle mode";
   if (navigator_ran_) return "lost before the next fix: the motion check started it over";
-  constexpr const char* kStandstill =
-      "no standstill quiet for 26 windows and 1.5 s in vehicle mode";
-  if (quiet_) return fmt::format("{} with an accepted fix", kStandstill);
-  return kStandstill;
+  return fmt::format("no standstill quiet for {} windows and {} s in vehicle mode{}",
+                     kQuietWindowsToStand + 1, kLongQuiet, quiet_ ? " with an accepted fix" : "");
 }
 
 std::string States::why_no_position() const {
@@ -136,9 +128,10 @@ std::string States::why_no_position() const {
     return no_faster_fix(fastest_ready_, kAlignmentSpeed, " from then on");
   }
   if (!moving_ready_ || *moving_ready_ <= kAlignmentSpeed) {
-    return "the sensors stood still at every accepted fix above 6 m/s";
+    return fmt::format("the sensors stood still at every accepted fix above {} m/s",
+                       kAlignmentSpeed);
   }
-  return "the velocity did not change between the fixes above 6 m/s";
+  return fmt::format("the velocity did not change between the fixes above {} m/s", kAlignmentSpeed);
 }
 
 std::string States::why_not_converged() const {
@@ -146,7 +139,19 @@ std::string States::why_not_converged() const {
   if (given_up_) return "the position was given up: outside the north-eastern quadrant";
   if (corrected_) return "converged, but to positions that are not finite";
   if (converged_) return "converged, but no fix corrected a vehicle position after that";
-  return fmt::format("at most {} of 50 fixes in a row accepted, not 30", most_accepted_);
+  return fmt::format("at most {} of {} fixes in a row accepted, not {}", most_accepted_,
+                     kConvergenceWindow, kConvergenceSamples);
+}
+
+std::string States::why_no_walker() const {
+  if (!processed_) return kNothingProcessed;
+  const std::string walking = fmt::format("at {} to {} m/s", kSlowestWalk, kVehicleSpeed);
+  if (!walking_speed_) return fmt::format("no fix {}: each one ends the bout", walking);
+  if (!walker_started_) {
+    return fmt::format("no bout of {} steps between fixes that end it", kStepsToStart);
+  }
+  return fmt::format("no accepted fix{} during a bout of {} steps",
+                     accepted_while_walking_ ? " " + walking : "", kStepsToStart);
 }
 
 }  // namespace zuvdr::tools

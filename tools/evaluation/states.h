@@ -35,6 +35,7 @@ class States {
   std::string why_not_aligned() const;
   std::string why_no_position() const;
   std::string why_not_converged() const;
+  std::string why_no_walker() const;
 
   std::array<std::optional<std::int64_t>, kStates> reached_;  // time of the fix
   std::int64_t fixes_ = 0;
@@ -53,7 +54,7 @@ class States {
   bool walker_started_ = false;
   std::optional<double> best_tilt_;   // degrees
   bool tilt_lost_ = false;            // not finite
-  std::deque<bool> verdicts_;         // of the latest 50 fixes since the position was set
+  std::deque<bool> verdicts_;         // of the latest fixes since the position was set
   std::ptrdiff_t most_accepted_ = 0;  // of these
 };
 

@@ -24,7 +24,6 @@ namespace zuvdr::tools {
 
 namespace {
 
-constexpr int kConfirmedBout = 10;  // steps
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 std::string csv_field(const std::string& text) {
@@ -239,7 +238,7 @@ StepFigures step_figures(const WalkLog& log, double latency) {
       }
       figures.longest_bout = std::max(figures.longest_bout, counted_of_bout);
     }
-    if (log.bout_steps[i] >= kConfirmedBout) totals.confirmed += std::exchange(unconfirmed, 0);
+    if (log.bout_steps[i] >= kConfirmingBout) totals.confirmed += std::exchange(unconfirmed, 0);
   }
   if (!log.has_reference) return figures;
   figures.reference = std::ranges::count_if(series.reference, counts);
