@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -21,6 +20,7 @@
 #include "tools/cli/progress_bar.h"
 #include "tools/cli/skipped_rows.h"
 #include "tools/evaluation/steps.h"
+#include "tools/evaluation/walk_groups.h"
 #include "tools/logs/line_reader.h"
 #include "tools/logs/output_file.h"
 
@@ -111,84 +111,39 @@ void add_figures(Json& json, const StepFigures& figures) {
   json["matched"] = figures.agreement.matched;
 }
 
-std::string folder_of(const WalkLog& walk) {
-  const std::string folder =
-      std::filesystem::path(walk.path).parent_path().lexically_normal().string();
-  return folder.empty() ? "." : folder;
-}
-
-struct Walk {
-  WalkLog log;
-  StepFigures figures;
-};
-
-struct Group {
-  std::string name;
-  std::string label;  // short
-  std::vector<const Walk*> walks;
-  StepFigures figures;
-};
-
-std::vector<Walk> evaluate(std::vector<WalkLog> logs) {
-  std::map<std::string, std::vector<StepSeries>> referenced;
-  for (const WalkLog& log : logs) {
-    if (log.has_reference) referenced[folder_of(log)].push_back(log.steps);
-  }
-  std::map<std::string, double> latencies;
-  for (const auto& [folder, series] : referenced) latencies[folder] = median_latency(series);
-  std::vector<Walk> walks;
-  for (WalkLog& log : logs) {
-    const StepFigures figures = step_figures(log, latencies[folder_of(log)]);
-    walks.push_back({std::move(log), figures});
-  }
-  return walks;
-}
-
-Group new_group(const WalkLog& log, const std::string& by) {
-  Group group;
+// Short, for the table.
+std::string label_of(const WalkGroup& group, const std::string& by) {
+  std::string label = group.name.empty() ? "no " + by : group.name;
   if (by == "folder") {
-    const std::filesystem::path folder = folder_of(log);
-    group.name = folder.string();
-    group.label = (folder.parent_path().filename() / folder.filename()).string();
-  } else {
-    group.name = by == "subject" ? log.subject : by == "position" ? log.position : log.activity;
-    group.label = group.name.empty() ? "no " + by : group.name;
+    const std::filesystem::path folder = group.name;
+    label = (folder.parent_path().filename() / folder.filename()).string();
   }
-  return group;
-}
-
-// In the order in which they begin.
-std::vector<Group> grouped(const std::vector<Walk>& walks, const std::string& by) {
-  std::vector<Group> groups;
-  for (const Walk& walk : walks) {
-    Group group = new_group(walk.log, by);
-    auto known = std::ranges::find(groups, group.name, &Group::name);
-    if (known == groups.end()) known = groups.insert(known, std::move(group));
-    known->walks.push_back(&walk);
-    known->figures += walk.figures;
-  }
-  for (Group& group : groups) group.label += fmt::format(" ({})", group.walks.size());
-  return groups;
+  return fmt::format("{} ({})", label, group.walks.size());
 }
 
 std::string file_name(const WalkLog& log) {
   return std::filesystem::path(log.path).filename().string();
 }
 
-void print_table(std::FILE* to, const std::vector<Group>& groups, const StepFigures& total,
-                 bool summary) {
+void print_table(std::FILE* to, const std::vector<WalkGroup>& groups, const StepFigures& total,
+                 const Options& options) {
+  const bool summary = options.summary;
   std::size_t width = 10;
-  for (const Group& group : groups) {
-    width = std::max(width, group.label.size());
+  for (const WalkGroup& group : groups) {
+    width = std::max(width, label_of(group, options.by).size());
     if (summary) continue;
-    for (const Walk* walk : group.walks) width = std::max(width, file_name(walk->log).size());
+    for (const EvaluatedWalk* walk : group.walks) {
+      width = std::max(width, file_name(walk->log).size());
+    }
   }
   print_heading(to, width);
-  for (const Group& group : groups) {
-    for (const Walk* walk : group.walks) {
+  for (const WalkGroup& group : groups) {
+    for (const EvaluatedWalk* walk : group.walks) {
       if (!summary) print_row(to, file_name(walk->log), width, walk->figures);
     }
-    if (summary || groups.size() > 1) print_row(to, group.label, width, group.figures);
+    if (summary || groups.size() > 1) {
+      print_row(to, label_of(group, options.by), width, group.figures);
+    }
     if (!summary && groups.size() > 1) fmt::print(to, "\n");
   }
   const std::int64_t logs = total.total().logs;
@@ -198,8 +153,9 @@ void print_table(std::FILE* to, const std::vector<Group>& groups, const StepFigu
   flush_standard_output();
 }
 
-void write_json(OutputFile& file, const std::vector<Walk>& walks, const std::vector<Group>& groups,
-                const StepFigures& total, const std::string& by) {
+void write_json(OutputFile& file, const std::vector<EvaluatedWalk>& walks,
+                const std::vector<WalkGroup>& groups, const StepFigures& total,
+                const std::string& by) {
   Json json{{"logs", Json::array()}, {"by", by}, {"groups", Json::array()}};
   for (const auto& [log, figures] : walks) {
     Json entry{{"log", log.path},          {"folder", folder_of(log)},   {"subject", log.subject},
@@ -209,7 +165,7 @@ void write_json(OutputFile& file, const std::vector<Walk>& walks, const std::vec
     entry["step_times"] = log.steps.declared;
     json["logs"].push_back(std::move(entry));
   }
-  for (const Group& group : groups) {
+  for (const WalkGroup& group : groups) {
     Json entry{{"name", group.name}, {"logs", group.walks.size()}};
     add_figures(entry, group.figures);
     json["groups"].push_back(std::move(entry));
@@ -256,15 +212,15 @@ void run(const Options& options) {
     }
   }
   if (logs.empty()) throw_last(failures);
-  const std::vector<Walk> walks = evaluate(std::move(logs));
-  const std::vector<Group> groups = grouped(walks, options.by);
+  const std::vector<EvaluatedWalk> walks = evaluate(std::move(logs));
+  const std::vector<WalkGroup> groups = grouped(walks, options.by);
   StepFigures total;
-  for (const Walk& walk : walks) total += walk.figures;
+  for (const EvaluatedWalk& walk : walks) total += walk.figures;
   const bool output_taken = std::ranges::any_of(outputs, is_standard_output);
-  print_table(output_taken ? stderr : stdout, groups, total, options.summary);
+  print_table(output_taken ? stderr : stdout, groups, total, options);
   if (json) write_json(*json, walks, groups, total, options.by);
   if (scores) scores->close();
-  for (const Walk& walk : walks) print_skipped(walk.log.first_skipped, walk.log.skipped);
+  for (const EvaluatedWalk& walk : walks) print_skipped(walk.log.first_skipped, walk.log.skipped);
   if (!failures.empty()) throw_last(failures);
 }
 
