@@ -14,6 +14,7 @@
 
 #include "pdr/step_state_machine.h"
 #include "tools/evaluation/steps.h"
+#include "tools/logs/event_log.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -31,7 +32,8 @@ Json present_figures(const std::filesystem::path& folder) {
   std::ranges::sort(paths);
   Json json;
   for (const std::string& path : paths) {
-    const WalkLog log = read_walk(path, {});
+    EventLogReader reader(path);
+    const WalkLog log = read_walk(reader, path);
     // Of each log alone: the band-pass delays a slow walk by more than a quick one.
     const double latency = median_latency(std::span(&log.steps, 1));
     const StepFigures figures = step_figures(log, latency);

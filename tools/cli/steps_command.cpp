@@ -21,6 +21,7 @@
 #include "tools/cli/skipped_rows.h"
 #include "tools/evaluation/steps.h"
 #include "tools/evaluation/walk_groups.h"
+#include "tools/logs/event_log.h"
 #include "tools/logs/line_reader.h"
 #include "tools/logs/output_file.h"
 
@@ -177,10 +178,19 @@ void write_json(OutputFile& file, const std::vector<EvaluatedWalk>& walks,
   file.close();
 }
 
-// Prints all but the last, which the program prints as it ends.
-void throw_last(const std::vector<InputError>& failures) {
-  for (std::size_t i = 0; i + 1 < failures.size(); ++i) print_message(failures[i].what());
-  throw failures.back();
+struct Failure {
+  InputError error;
+  std::vector<std::string> first_skipped;
+  std::int64_t skipped;
+};
+
+// Prints all but the last error, which the program prints as it ends.
+void throw_last(const std::vector<Failure>& failures) {
+  for (const Failure& failure : failures) {
+    print_skipped(failure.first_skipped, failure.skipped);
+    if (&failure != &failures.back()) print_message(failure.error.what());
+  }
+  throw failures.back().error;
 }
 
 void run(const Options& options) {
@@ -195,16 +205,19 @@ void run(const Options& options) {
     scores.emplace(options.scores).write(fmt::format("{}\n", kScoreColumns));
   }
   std::vector<WalkLog> logs;
-  std::vector<InputError> failures;
+  std::vector<Failure> failures;
   {
     ProgressBar bar;
     const bool terminal = isatty(STDERR_FILENO) == 1;
     for (const std::string& path : options.logs) {
+      std::optional<EventLogReader> reader;
       try {
-        logs.push_back(read_walk(path, {.lenient = options.lenient, .scores = scores.has_value()}));
+        reader.emplace(path, options.lenient);
+        logs.push_back(read_walk(*reader, path, scores.has_value()));
         if (scores) scores->write(std::exchange(logs.back().scores, {}));
       } catch (const InputError& error) {
-        failures.push_back(error);
+        failures.push_back({error, {}, 0});
+        if (reader) failures.back() = {error, reader->first_skipped(), reader->skipped()};
       }
       if (terminal) {
         bar.show(count(std::ssize(logs) + std::ssize(failures)) / count(std::ssize(options.logs)));

@@ -15,7 +15,6 @@
 #include "pdr/step_networks.h"
 #include "pdr/step_state_machine.h"
 #include "tools/evaluation/engine_probe.h"
-#include "tools/logs/event_log.h"
 #include "tools/logs/line_reader.h"
 #include "tools/logs/text_fields.h"
 #include "tools/logs/time_difference.h"
@@ -122,9 +121,8 @@ void set_counted_part(StepSeries& steps, const std::string& path, const std::str
   }
 }
 
-WalkLog read_walk(const std::string& path, const WalkReading& reading) {
+WalkLog read_walk(EventLogReader& reader, const std::string& path, bool scores) {
   Reset();  // of the queues that pair_epoch fills
-  EventLogReader reader(path, reading.lenient);
   Detector detector;
   WalkLog log;
   log.path = path;
@@ -143,7 +141,7 @@ WalkLog read_walk(const std::string& path, const WalkReading& reading) {
         log.steps.declared.push_back(log.last_epoch);
         log.bout_steps.push_back(epoch.bout_steps);
       }
-      if (reading.scores) {
+      if (scores) {
         epochs.push_back(epoch);
         times.push_back(log.last_epoch);
       }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tools/evaluation/step_matching.h"
+#include "tools/logs/event_log.h"
 
 namespace zuvdr::tools {
 
@@ -29,18 +30,13 @@ struct WalkLog {
 inline constexpr const char* kScoreColumns =
     "log,time_s,acc,gyr,acc_score,gyr_score,acc_hit,gyr_hit,gate_open,step,reference";
 
-struct WalkReading {
-  bool lenient = false;  // pass over malformed rows
-  bool scores = false;
-};
-
 // Takes the part that counts from the text of the header "span_s: FROM TO"; empty leaves it alone.
 // Throws InputError.
 void set_counted_part(StepSeries& steps, const std::string& path, const std::string& header);
 
-// Runs a fresh detector over the log, its events paired by the engine, which is reset. Throws
-// InputError.
-WalkLog read_walk(const std::string& path, const WalkReading& reading);
+// Runs a fresh detector over the log that the reader has just opened, its events paired by the
+// engine, which is reset. Throws InputError.
+WalkLog read_walk(EventLogReader& reader, const std::string& path, bool scores = false);
 
 struct StepTotals {
   std::int64_t logs = 0;
