@@ -19,8 +19,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// What a case changes of the process is put back.
 class OutputFileTest : public ScratchTest {
  protected:
+  OutputFileTest() { getrlimit(RLIMIT_FSIZE, &limit_); }
+  ~OutputFileTest() override {
+    umask(mask_);
+    setrlimit(RLIMIT_FSIZE, &limit_);
+    signal(SIGXFSZ, too_large_);
+    fs::current_path(working_);
+  }
+
   // Of everything in the folder, hidden files too, in order.
   std::vector<std::string> names() const {
     std::vector<std::string> all;
@@ -30,6 +39,13 @@ class OutputFileTest : public ScratchTest {
     std::ranges::sort(all);
     return all;
   }
+
+  rlimit limit_{};
+
+ private:
+  const mode_t mask_ = umask(022);
+  const sighandler_t too_large_ = signal(SIGXFSZ, SIG_IGN);
+  const fs::path working_ = fs::current_path();
 };
 
 void put(const std::string& path, const std::string& text) {
@@ -77,9 +93,8 @@ TEST_F(OutputFileTest, LinksAreFollowedAndLongNamesTaken) {
 }
 
 TEST_F(OutputFileTest, WhatCannotBeWrittenIsNamedWithItsReason) {
-  const rlimit limit{4096, 4096};
+  const rlimit limit{4096, limit_.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-  signal(SIGXFSZ, SIG_IGN);
   fs::create_symlink("loop", path("loop"));
   const std::string full = file("t.csv", "old");
   const struct {
