@@ -27,6 +27,7 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
   const std::string no_seed =
       " is not a whole number from 0 to 18446744073709551615 ("
       "zuvdr simulate --help tells more)";
+  const std::string no_folder = ": cannot open: No such file or directory";
   const std::string full = "standard output: cannot write: No space left on device";
   const std::string closed = "standard output: cannot write: Bad file descriptor";
   const struct {
@@ -52,6 +53,8 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
        "--mounting: 1,2,3, is neither flat, upright, landscape nor ROLL,PITCH,YAW in degrees ("
        "zuvdr simulate --help tells more)"},
       {"steps log.csv --json x --scores x", 1, "x: the same file as the output x"},
+      {"replay log.csv --out new.csv --plot none/new.svg", 1, "none/new.svg" + no_folder},
+      {"replay log.csv --plot new.svg --out - --out none/t.csv", 1, "none/t.csv" + no_folder},
       {"plot track.csv --out track.csv", 1, "track.csv: would overwrite the input track.csv"},
       {"--help >/dev/full", 1, full},
       {"replay log.csv >/dev/full", 1, full},
@@ -70,6 +73,7 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
     const Result result = run(arguments);
     EXPECT_EQ(result.status, status) << arguments;
     EXPECT_EQ(result.err, answer.empty() ? "" : "zuvdr: " + answer + "\n") << arguments;
+    EXPECT_TRUE(result.out.empty() || !answer.ends_with(no_folder)) << arguments;
   }
   EXPECT_EQ(read_file(path("track.csv")), track);
   EXPECT_EQ(read_file(path("closed.csv")), track) << "the summary must not get into the track";

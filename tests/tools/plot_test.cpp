@@ -20,7 +20,6 @@
 #include <utility>
 #include <vector>
 
-#include "tools/logs/output_file.h"
 #include "tools/plot/text.h"
 
 namespace zuvdr::tools {
@@ -33,7 +32,8 @@ class PlotTest : public testing::Test {
   ~PlotTest() override { std::filesystem::remove(path_); }
 
   std::string plotted(const std::vector<NamedTrack>& tracks) {
-    plot_tracks(tracks, title_, path_);
+    OutputFile picture(path_);
+    plot_tracks(tracks, title_, picture);
     return content_of(path_);
   }
 
@@ -382,13 +382,13 @@ TEST_F(PlotTest, StatusHasTheSameColourInPicturesAndForMapViewers) {
   }
 }
 
-TEST_F(PlotTest, NothingToDrawOrNowhereToWriteIsAnError) {
-  TrackRow row = row_at(0, 0, 0);
-  row.latitude = row.truth_latitude = kNaN;
-  EXPECT_THROW(plot_track({}, path_), PlotError);
-  EXPECT_THROW(plot_track({row}, path_), PlotError);
-  EXPECT_THROW(plot_track({row_at(0, 0, 0)}, path_ + "/no/such.svg"), OutputError);
-  EXPECT_NO_THROW(plot_track({row_at(0, 0, 0)}, path_)) << "a single position is a picture";
+TEST_F(PlotTest, NothingToDrawIsAnError) {
+  std::vector<NamedTrack> tracks(1);
+  EXPECT_THROW(plotted(tracks), PlotError);
+  tracks[0].rows = {row_at(0, 0, 0)};
+  EXPECT_NO_THROW(plotted(tracks)) << "a single position is a picture";
+  tracks[0].rows[0].latitude = tracks[0].rows[0].truth_latitude = kNaN;
+  EXPECT_THROW(plotted(tracks), PlotError);
 }
 
 }  // namespace

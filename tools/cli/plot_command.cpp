@@ -49,13 +49,14 @@ Example:
   zuvdr plot drive.csv --title "Home to work" --out drive.svg)");
   command->callback([options] {
     check_outputs(options->tracks, {{options->out}});
+    OutputFile picture(options->out);
     std::vector<NamedTrack> tracks;
     std::string names;
     for (const std::string& path : options->tracks) {
       tracks.push_back({name_of(path), read_track_csv(path)});
       names += (names.empty() ? "" : ", ") + tracks.back().name;
     }
-    plot_tracks(tracks, options->title.empty() ? names : options->title, options->out);
+    plot_tracks(tracks, options->title.empty() ? names : options->title, picture);
     if (!is_standard_output(options->out)) fmt::print("{}\n", options->out);
   });
 }

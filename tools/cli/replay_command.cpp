@@ -3,7 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,13 +34,20 @@ void run(const Options& options) {
   if (!options.plot.empty()) outputs.push_back(options.plot);
   check_outputs({{options.log}}, outputs);
   EventLogReader reader(options.log, options.lenient);
+  // Whatever cannot be opened is refused before the replay.
+  std::optional<OutputFile> picture;
+  if (!options.plot.empty()) picture.emplace(options.plot);
   std::vector<std::unique_ptr<TrackWriter>> writers;
   for (const std::string& path : options.out) writers.push_back(TrackWriter::open(path));
-  std::vector<TrackRow> rows;  // a picture needs them all
+  std::vector<NamedTrack> track(1);  // a picture needs all rows
   Replay replay([&](const TrackRow& row) {
     for (const auto& writer : writers) writer->write(row);
-    if (!options.plot.empty()) rows.push_back(row);
+    if (picture) track.front().rows.push_back(row);
   });
+  const auto complete = [&] {
+    for (const auto& writer : writers) writer->close();
+    if (picture) plot_tracks(track, std::filesystem::path(options.plot).stem().string(), *picture);
+  };
 
   bool anything = false;
   try {
@@ -59,8 +68,7 @@ void run(const Options& options) {
     throw;
   }
   const Summary summary = replay.finish(reader.skipped());
-  for (const auto& writer : writers) writer->close();
-  if (!options.plot.empty()) plot_track(rows, options.plot);
+  complete();
   print_skipped(reader.first_skipped(), reader.skipped());
 
   const bool output_taken = std::ranges::any_of(outputs, is_standard_output);

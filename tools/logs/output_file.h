@@ -42,6 +42,8 @@ class OutputFile {
   // To be called when the file is complete.
   void close();
 
+  const std::string& name() const { return name_; }  // for messages
+
   // For writers of their own, which do not use write. The file keeps it.
   int descriptor() const { return descriptor_; }
   // Throws what errno says.
@@ -51,7 +53,7 @@ class OutputFile {
   void open_beside();
   void drain();
 
-  std::string name_;       // for messages
+  std::string name_;
   std::string target_;     // links followed
   std::string temporary_;  // empty when written directly
   int descriptor_ = -1;

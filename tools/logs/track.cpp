@@ -83,7 +83,6 @@ class CsvTrackWriter : public TrackWriter {
       header += column.name;
     }
     file_.write(header + '\n');
-    file_.flush();
   }
 
   void write(const TrackRow& row) override {

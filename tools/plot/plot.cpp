@@ -5,14 +5,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <filesystem>
 #include <iterator>
 #include <limits>
 #include <optional>
 #include <utility>
 
 #include "tools/logs/colours.h"
-#include "tools/logs/output_file.h"
 #include "tools/logs/time_difference.h"
 #include "tools/plot/free_space.h"
 #include "tools/plot/layers.h"
@@ -396,7 +394,7 @@ void write_labels_and_inset(std::string& svg, const std::vector<NamedTrack>& tra
 }  // namespace
 
 void plot_tracks(const std::vector<NamedTrack>& tracks, const std::string& title,
-                 const std::string& svg_path) {
+                 OutputFile& picture) {
   std::vector<Place> shown;
   for (const NamedTrack& track : tracks) {
     std::vector<Place> positions;
@@ -407,7 +405,7 @@ void plot_tracks(const std::vector<NamedTrack>& tracks, const std::string& title
     shown.insert(shown.end(), good.begin(), good.end());
   }
   if (shown.empty()) {
-    throw PlotError(fmt::format("{}: nothing to plot, the track has no positions", svg_path));
+    throw PlotError(fmt::format("{}: nothing to plot, the track has no positions", picture.name()));
   }
   const MapView view(shown, 0.0, kHeader, kWidth, kLeastMap, kLargestMap, kMargin);
   const std::vector<Layer> layers = layers_of(tracks, view);
@@ -435,17 +433,12 @@ void plot_tracks(const std::vector<NamedTrack>& tracks, const std::string& title
   const double height = write_legend(body, layers, below_map) + 10.0;
   write_scale_bar(body, view, {kWidth - kEdge, below_map + 20.0}, kLongestScaleBar);
 
-  OutputFile file(svg_path);
-  file.write(
+  picture.write(
       fmt::format("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1:.0f}\" "
                   "viewBox=\"0 0 {0} {1:.0f}\">\n<title>{2}</title>\n<style>{3}</style>\n"
                   "<rect class=\"page\" width=\"100%\" height=\"100%\"/>\n{4}</svg>\n",
                   kWidth, height, escaped(title), style_sheet(), body));
-  file.close();
-}
-
-void plot_track(const std::vector<TrackRow>& rows, const std::string& svg_path) {
-  plot_tracks({{"", rows}}, std::filesystem::path(svg_path).stem().string(), svg_path);
+  picture.close();
 }
 
 }  // namespace zuvdr::tools
