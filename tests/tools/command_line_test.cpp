@@ -22,6 +22,7 @@ std::string fixes(int count) {
 TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
   file("log.csv", fixes(3));
   file("empty.csv", "# span_s: 1 2\n");
+  file("sensor.csv", "S,1,5,0,0,9.8\nP,x\n");
   ASSERT_EQ(run("replay log.csv --out track.csv").status, 0);
   const std::string seed = "simulate walk --out new.csv --seed ";
   const std::string no_seed =
@@ -67,6 +68,9 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
       {"replay empty.csv --out track.csv", 2, "empty.csv: no rows"},
       {"steps empty.csv --json track.csv --scores new", 2, "empty.csv: no rows"},
       {"plot - --out new.svg </dev/null", 2, "standard input: no rows"},
+      {"replay sensor.csv --plot new.svg", 2,
+       "new.svg: nothing to plot, the track has no positions\n"
+       "zuvdr: sensor.csv:2: field time_ns: not an integer ('x')"},
   };
   const std::string track = read_file(path("track.csv"));
   for (const auto& [arguments, status, answer] : cases) {

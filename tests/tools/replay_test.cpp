@@ -196,7 +196,8 @@ TEST_F(ProgramTest, ExitStatusAndMessageTellWhatIsWrong) {
   const std::string good = "G,1000000000,1,2,3,0,1,1,1,5,5,5,0,0,0,1,0,0\n";
   const std::string log = file("good.csv", good);
   const std::string bad = file("bad.csv", good + "\nS,1,5,x,1,2\n" + good);
-  const std::string tracks = " --out " + path("t.csv") + " --out " + path("t.geojson");
+  const std::string tracks =
+      " --out " + path("t.csv") + " --out " + path("t.geojson") + " --plot " + path("t.svg");
   const std::string missing = path("none.csv") + ": cannot open";
   const std::string malformed = bad + ":3: field v0: not a number ('x')\n";
   const struct {
@@ -221,9 +222,10 @@ TEST_F(ProgramTest, ExitStatusAndMessageTellWhatIsWrong) {
     EXPECT_EQ(result.err.empty(), status == 0) << arguments << '\n' << result.err;
     EXPECT_TRUE(status != 2 || result.err.find('\n') == result.err.size() - 1) << result.err;
   }
-  // The track before the malformed row stays.
+  // The track before the malformed row stays, and its picture.
   EXPECT_EQ(read_track_csv(path("t.csv")).size(), 1U);
   EXPECT_TRUE(read_file(path("t.geojson")).ends_with("]}\n"));
+  EXPECT_TRUE(read_file(path("t.svg")).ends_with("</svg>\n"));
   EXPECT_NE(run("replay --lenient " + bad).out.find("Skipped rows 1"), std::string::npos);
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/cli/commands.h"
+#include "tools/cli/messages.h"
 #include "tools/cli/progress_bar.h"
 #include "tools/cli/skipped_rows.h"
 #include "tools/evaluation/replay.h"
@@ -62,7 +63,11 @@ void run(const Options& options) {
     if (anything) {
       // What the log gave up to here is kept.
       replay.flush();
-      for (const auto& writer : writers) writer->close();
+      try {
+        complete();
+      } catch (const PlotError& error) {
+        print_message(error.what());
+      }
     }
     print_skipped(reader.first_skipped(), reader.skipped());
     throw;
@@ -102,7 +107,7 @@ of the sensor epoch they belong to, about one fix interval before the fix, those
 walker's positions at the time of the fix.
 
 Exit status: 0 done; 1 wrong usage, or something could not be written or drawn; 2 the log could
-not be read, has a malformed row or no rows. The track then holds the fixes before that row.
+not be read, has a malformed row or no rows. Track and picture then hold the fixes before that row.
 
 Example:
   zuvdr replay drive.csv.gz --out drive.geojson --plot drive.svg)");
