@@ -40,7 +40,7 @@ CheckedLog check_log(const std::string& path, bool lenient) {
     EventRow row;
     while (reader.next(row)) {
       check.add(row, reader.line_number());
-      if (bar.due()) bar.show(reader.progress());
+      bar.show(reader.progress());
     }
   } catch (const InputError&) {
     print_skipped(reader.first_skipped(), reader.skipped());

@@ -10,8 +10,7 @@
 namespace zuvdr::tools {
 namespace {
 
-constexpr int kWidth = 40;              // characters
-constexpr int kCallsPerLook = 1 << 10;  // rows between two looks at the clock
+constexpr int kWidth = 40;  // characters
 
 }  // namespace
 
@@ -29,17 +28,11 @@ ProgressBar::~ProgressBar() {
   if (shown_) std::fputs("\r\x1B[K", stderr);
 }
 
-bool ProgressBar::due() {
-  if (!terminal_ || ++calls_ < kCallsPerLook) return false;
-  calls_ = 0;
-  const Clock::time_point now = Clock::now();
-  if (now < next_) return false;
-  next_ = now + std::chrono::milliseconds(200);
-  return true;
-}
-
 void ProgressBar::show(double part) {
-  if (std::isnan(part)) return;
+  if (!terminal_ || std::isnan(part)) return;
+  const Clock::time_point now = Clock::now();
+  if (now < next_) return;
+  next_ = now + std::chrono::milliseconds(200);
   std::fputs(("\r" + bar_text(part)).c_str(), stderr);
   std::fflush(stderr);
   shown_ = true;

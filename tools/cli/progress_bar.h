@@ -16,16 +16,15 @@ class ProgressBar {
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
 
-  // True a few times a second, from the second second on: then show should be called.
-  bool due();
-  void show(double part);  // 0 to 1; NaN shows nothing
+  // To be called as often as there is progress, 0 to 1: draws a few times a second, from the second
+  // second on. NaN shows nothing.
+  void show(double part);
 
  private:
   using Clock = std::chrono::steady_clock;
 
   bool terminal_;
   bool shown_ = false;
-  int calls_ = 0;
   Clock::time_point next_;
 };
 

@@ -57,7 +57,7 @@ void run(const Options& options) {
     while (reader.next(row)) {
       anything = true;
       replay.play(row, reader.line_number());
-      if (bar.due()) bar.show(reader.progress());
+      bar.show(reader.progress());
     }
   } catch (const InputError&) {
     if (anything) {

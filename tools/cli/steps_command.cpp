@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -208,7 +207,6 @@ void run(const Options& options) {
   std::vector<Failure> failures;
   {
     ProgressBar bar;
-    const bool terminal = isatty(STDERR_FILENO) == 1;
     for (const std::string& path : options.logs) {
       std::optional<EventLogReader> reader;
       try {
@@ -219,9 +217,7 @@ void run(const Options& options) {
         failures.push_back({error, {}, 0});
         if (reader) failures.back() = {error, reader->first_skipped(), reader->skipped()};
       }
-      if (terminal) {
-        bar.show(count(std::ssize(logs) + std::ssize(failures)) / count(std::ssize(options.logs)));
-      }
+      bar.show(count(std::ssize(logs) + std::ssize(failures)) / count(std::ssize(options.logs)));
     }
   }
   if (logs.empty()) throw_last(failures);
