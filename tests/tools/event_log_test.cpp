@@ -31,9 +31,9 @@ const std::string kLog =
     "S,16,11,0.25,0,0\n"
     "S,16,12,0.25,0,0,0,-0.5\n"
     "G,1000235778570,42.336933333,2,3,0.1,5,6,7,8,9,10,11,12,13,14,15,1\n"
-    "T,1000,1.5,2,3\n"
-    "T,1001,1,2,3,4,5,6\n"
-    "T,1002,1,2,3,4,5,6,7,8,9\n"
+    "T,1000,42.336933333,116.336933333,123.456789\n"
+    "T,1001,1,2,3,4.33693333,5.33693333,6.33693333\n"
+    "T,1002,1,2,3,4,5,6,7.33693333,8.33693333,9.33693333\n"
     "P,77\n";
 
 using EventLogTest = ScratchTest;
@@ -117,7 +117,7 @@ TEST_F(EventLogTest, FieldsMeanTheSameToReaderAndWriter) {
   EXPECT_TRUE(std::isnan(std::get<TruthRow>(rows[5]).velocity[0]));
   EXPECT_TRUE(std::isnan(std::get<TruthRow>(rows[6]).attitude[0]));
   EXPECT_EQ(std::get<TruthRow>(rows[7]).velocity[2], 6.0);
-  EXPECT_EQ(std::get<TruthRow>(rows[7]).attitude[0], 7.0);
+  EXPECT_EQ(std::get<TruthRow>(rows[7]).attitude[0], 7.33693333);
 
   EXPECT_EQ(read_file(write_all(path("written.csv"), rows)), kLog);
 }

@@ -176,6 +176,7 @@ TEST_F(PlotTest, OnlyWhatOccursIsDrawnAndNamed) {
     EXPECT_TRUE(has(svg, there)) << there;
   }
   EXPECT_EQ(numbers_of(svg, "refused").size(), 3U) << "one dot";
+  EXPECT_EQ(numbers_of(svg, "fix").size(), 3U * (40 - 13 - 1)) << "all others with a fix";
 
   for (TrackRow& row : rows) row.truth_latitude = row.truth_longitude = kNaN;
   svg = plotted({{"t", rows}});

@@ -129,13 +129,13 @@ std::vector<Outage> outages(std::string_view fixes, double truth_latitude) {
 }
 
 TEST(OutageFinderTest, FindsStretchesThatBeginInAVehicle) {
-  const std::vector<Outage> found = outages("rrr+-+---+ww+--r-+---rr", 0.0);
+  const std::vector<Outage> found = outages("rrr+-+--+ww+--r-+---rr", 0.0);
   const struct {
     std::int64_t start;
     int fixes;
     bool restarted;
     int status;
-  } expected[] = {{6, 3, false, 2}, {13, 4, true, 2}, {18, 5, true, 0}};
+  } expected[] = {{6, 2, false, 2}, {12, 4, true, 2}, {17, 5, true, 0}};
   ASSERT_EQ(found.size(), 3U);
   for (std::size_t i = 0; i < found.size(); ++i) {
     const auto& [start, fixes, restarted, status] = expected[i];

@@ -342,24 +342,40 @@ TEST_F(Log, OutageAndRecoveryRows) {
   EXPECT_EQ(recovered, 1);
 }
 
-// 2.5 times as large at first, 1 + 1.5 exp(-t / 5 s) after t seconds.
-TEST_F(Log, FixesAreRoughAfterATunnel) {
+// 2.5 times as large at first, 1 + 1.5 exp(-t / 5 s) after t seconds, and 1.6 times as large in
+// height. A course is an angle from north by east.
+TEST(GnssReceiver, ErrsAsItShould) {
   double first = 0.0, settled = 0.0;  // accuracies, 1 s and 25 s after the outage
+  double level = 0.0, up = 0.0, reported = 0.0, reported_up = 0.0;
   for (const std::uint64_t seed : {1U, 2U, 3U, 4U, 5U, 6U}) {
-    options_.route.seed = seed;
-    options_.route.tunnel = 20.0;
+    const Trajectory drive = make_trajectory({.seed = seed, .tunnel = 20.0});
+    GnssReceiver receiver(LocalFrame({48.2, 16.4}, 0.0), 0.1, seed);
     int since = -1;  // fixes since the receiver found its satellites again
-    for (const EventRow& row : simulate(options_)) {
-      const auto* handed = std::get_if<FixRow>(&row);
-      if (handed == nullptr) continue;
-      const bool found = handed->sample != 0 && handed->fix.speed > 0.0F;
+    for (const auto& [time, handed] :
+         receiver.observe(drive, [](double t) { return std::llround(t * 1e9); })) {
+      const GpsData& fix = handed.fix;
+      const bool found = handed.sample != 0 && fix.speed > 0.0F;
       since = found ? 0 : since + (since >= 0 ? 1 : 0);
-      if (since == 1) first += handed->fix.pos_acc_e;
-      if (since == 25) settled += handed->fix.pos_acc_e;
+      if (since == 1) first += fix.pos_acc_e;
+      if (since == 25) settled += fix.pos_acc_e;
+      if (handed.sample != 0) continue;
+      const Vector3d velocity(fix.vel_e, fix.vel_n, fix.vel_u);
+      const Vector3 truth = drive.at(static_cast<double>(fix.time_ns) * 1e-9).velocity;
+      const Vector3d error = velocity - Vector3d(truth.data());
+      level += error.head<2>().squaredNorm() / 2;
+      up += error[2] * error[2];
+      reported += fix.pos_acc_e + fix.pos_acc_n;
+      reported_up += 2 * fix.pos_acc_u;
+      const double course = fix.bearing * kDegree;
+      const Eigen::Vector2d ahead(std::sin(course), std::cos(course));
+      if (fix.speed < 0.31F) continue;  // the last course is kept
+      ASSERT_LT((fix.speed * ahead - velocity.head<2>()).norm(), 0.01);
     }
   }
   const double expected = (1.0 + 1.5 * std::exp(-0.2)) / (1.0 + 1.5 * std::exp(-5.0));
   EXPECT_NEAR(first / settled, expected, 0.25);
+  EXPECT_NEAR(std::sqrt(up / level), 1.6, 0.1);
+  EXPECT_NEAR(reported_up / reported, 1.6, 0.05);
 }
 
 TEST(LocalFrame, MetresBecomeDegreesOfTheEllipsoid) {
