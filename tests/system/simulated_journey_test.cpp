@@ -128,6 +128,15 @@ TEST_P(SimulatedWalk, CountsItsStepsAndFollowsTheWalker) {
   ASSERT_GT(walker.count(), 100U);
   EXPECT_LT(walker.rms(), 8.0);  // m
   EXPECT_EQ(journey.first_with(ZUVDR_CAR_VEHICLE_MODE), journey.track.size());
+  // Without a vehicle status 1 is the walker's, and a fix too slow for him is not.
+  tools::EngineHost host;
+  for (const EventRow& row : rows) {
+    if (const auto* sensor = std::get_if<SensorRow>(&row)) host.deliver(*sensor);
+    const auto* fix = std::get_if<FixRow>(&row);
+    if (fix == nullptr) continue;
+    const tools::FixAnswer answer = host.deliver(*fix);
+    ASSERT_EQ(answer.output == tools::Output::kWalker, answer.row.status == 1);
+  }
 }
 INSTANTIATE_TEST_SUITE_P(Gaits, SimulatedWalk,
                          testing::Values(WalkCase{"hand_slow", Carry::kHand, 1.6},
