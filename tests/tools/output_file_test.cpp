@@ -41,8 +41,6 @@ class OutputFileTest : public ScratchTest {
   }
 
   rlimit limit_{};
-
- private:
   const mode_t mask_ = umask(022);
   const sighandler_t too_large_ = signal(SIGXFSZ, SIG_IGN);
   const fs::path working_ = fs::current_path();
