@@ -87,6 +87,17 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
   }
 }
 
+TEST_F(ProgramTest, SimulatesNothingForACommandThatMakesNoSense) {
+  for (const std::string arguments :
+       {"fly", "walk --tunnel 20", "walk --mounting flat", "drive --carry hand",
+        "drive --mounting 1,2", "walk --cadence nan", "drive --latitude -5", "drive --walker 3",
+        "walk --road rough", "handling --carry pocket", "handling --mounting flat",
+        "walk --carry hat", "drive --road icy"}) {
+    EXPECT_EQ(run("simulate " + arguments + " --out log").status, 1) << arguments;
+    EXPECT_FALSE(std::filesystem::exists(path("log"))) << arguments;
+  }
+}
+
 TEST_F(ProgramTest, SeedsAreDecimal) {
   const std::string command = "simulate handling --out - --seed ";
   EXPECT_TRUE(run(command + "08 --walker 010").out == run(command + "8 --walker 10").out);
