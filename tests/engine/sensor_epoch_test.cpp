@@ -1,15 +1,16 @@
 #include <gtest/gtest.h>
 
-#include <Eigen/Dense>
 #include <ctime>
 #include <random>
 #include <vector>
 
 #include "tests/engine/engine_feed.h"
+#include "tests/textbook.h"
 
 namespace {
 
 using namespace zuvdr::test;
+using zuvdr::tests::Matrix;
 
 constexpr std::int64_t ms = 1'000'000;
 
@@ -277,13 +278,16 @@ TEST(NavigatorStart, LevelsThePhoneAndTakesTheRateForBias) {
     EXPECT_EQ(GetCarFlag(), ZUVDR_CAR_VEHICLE_MODE | ZUVDR_CAR_ALIGNED);
     EXPECT_EQ(e.ins.att_mode, order);
     EXPECT_EQ(e.euler_order, order);
-    const Eigen::Map<const Eigen::Matrix<double, 3, 3, Eigen::RowMajor>> Cnb(e.ins.Cnb);
+    const double* C = e.ins.Cnb;
+    const Matrix eye = Matrix::identity(3), Cnb(C, 3, 3), felt(acc.data());
     const auto tilt = [&] {
-      return (Cnb * Eigen::Vector3d(acc.data()) / kGravity - Eigen::Vector3d::UnitZ()).norm();
+      return distance(eye.data() + 6, 1.0 / kGravity * (Matrix(C, 3, 3) * felt));
     };
     EXPECT_LT(tilt(), 1e-6) << "float32 samples";
-    EXPECT_LT((Cnb * Cnb.transpose() - Eigen::Matrix3d::Identity()).norm(), 1e-12);
-    EXPECT_NEAR(Cnb.determinant(), 1.0, 1e-12);
+    EXPECT_LT((Cnb * Cnb.transpose() - eye).norm(), 1e-12);
+    EXPECT_NEAR(C[0] * (C[4] * C[8] - C[5] * C[7]) + C[1] * (C[5] * C[6] - C[3] * C[8]) +
+                    C[2] * (C[3] * C[7] - C[4] * C[6]),
+                1.0, 1e-12);
     for (std::size_t i = 0; i < 3; ++i) {
       EXPECT_NEAR(e.ins.eb[i], bias[i], 1e-8);
       EXPECT_EQ(e.ins.vn[i], e.gps_vel[i]);

@@ -1,45 +1,45 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 
-#include "tests/kf/vehicle.h"
+#include "tests/textbook.h"
 
 namespace {
 
 using namespace zuvdr::tests;
-using Eigen::Vector2d;
-using Eigen::VectorXd;
 
-const Vector3d kGyro(0.011, -0.007, 0.004);  // rad/s
+const Matrix kGyro{0.011, -0.007, 0.004};  // rad/s
 constexpr double kPitch = 0.25, kRoll = -0.45;
 
 // What a device at rest shows at the given tilt, its bias added.
-Vector3d standing(const INS& ins, double pitch, double roll) {
-  return attitude(ins.att_mode, pitch, roll, 0.0).row(2).transpose() * 9.80665 + Vector3d(ins.db);
+Matrix standing(const INS& ins, double pitch, double roll) {
+  return attitude(ins.att_mode, pitch, roll, 0.0).transpose() * Matrix{0.0, 0.0, 9.80665} +
+         Matrix(ins.db);
 }
 
-Vector2d sideways_and_up(const INS& ins) {
-  return (vehicle_frame(ins) * Vector3d(ins.vn))({0, 2});
+Matrix sideways_and_up(const INS& ins) {
+  const Matrix v = vehicle_frame(ins) * Matrix(ins.vn);
+  return {v[0], v[2]};
 }
 
-Vector2d tilt_difference(const INS& ins) {
-  const Vector2d zxy(kPitch, kRoll);
-  return Vector2d(ins.att) - (ins.att_mode == 2 ? zxy : zxy.reverse().eval());
+Matrix tilt_difference(const INS& ins) {
+  return Matrix(ins.att, 2) - (ins.att_mode == 2 ? Matrix{kPitch, kRoll} : Matrix{kRoll, kPitch});
 }
 
 struct Aid {
   double sigma;
   std::function<void(KF&, INS&)> update;
-  std::function<VectorXd(const INS&)> z;
+  std::function<Matrix(const INS&)> z;
   double fed_back[6];  // share of X that the navigator gets, by groups of three states
 };
 
 const Aid kAids[] = {
-    {0.01, ZUPT, [](const INS& ins) { return Vector3d(ins.vn); }, {1, 1, 1, 1, 1, 0}},
+    {0.01, ZUPT, [](const INS& ins) { return Matrix(ins.vn); }, {1, 1, 1, 1, 1, 0}},
     {0.05, NHC, sideways_and_up, {1, 1, 1, 1, 1, 0}},
     {3e-4,
-     [](KF& kf, INS& ins) { wBiasupdate(kf, ins, Vector3d(kGyro).data()); },
-     [](const INS& ins) -> VectorXd { return kGyro - Vector3d(ins.eb); },
+     [](KF& kf, INS& ins) { wBiasupdate(kf, ins, Matrix(kGyro).data()); },
+     [](const INS& ins) { return kGyro - Matrix(ins.eb); },
      {0, 0, 0, 1, 0, 0}},
     {0.04,
      [](KF& kf, INS& ins) { tiltupdate(kf, ins, standing(ins, kPitch, kRoll).data()); },
@@ -54,26 +54,27 @@ INSTANTIATE_TEST_SUITE_P(ZuptNhcBiasTilt, Aids, testing::Range(0, 4));
 TEST_P(Aids, AgreesWithTheTextbookAndLeavesTheRestOfTheRecord) {
   const Aid& aid = kAids[GetParam()];
   for (int i = 0; i < 20; ++i) {
-    const Vector3d angles = Vector3d::Random();
+    const Matrix angles = Matrix::random(3);
     INS ins = make_vehicle(1 + i % 2, angles[0], angles[1], 3.0 * angles[2]), expected = ins;
     KF kf = make_filter(), record = kf;
-    const VectorXd z = aid.z(ins), sigma = VectorXd::Constant(z.size(), aid.sigma);
-    Rows18 H = derivative(ins, aid.z);
-    H.rightCols<3>().setZero();                            // the mounting is taken for known
-    if (GetParam() == kTilt) H.setIdentity(z.size(), 18);  // true at yaw 0 but for the sign
-    const Estimate estimate = textbook_update(Square18::Map(kf.P), H, sigma, z);
-    ASSERT_GT(estimate.X.head<2>().norm(), 2e-4);  // a rotation below 1e-4 would be dropped
+    const Matrix z = aid.z(ins), R = aid.sigma * aid.sigma * Matrix::identity(z.rows);
+    Matrix H = derivative(ins, aid.z);
+    H.set_part(0, 15, Matrix::zero(z.rows, 3));  // the mounting is taken for known
+    if (GetParam() == kTilt)
+      H = Matrix::identity(18).part(0, 0, 2, 18);  // true at yaw 0 but for the sign
+    const Estimate estimate = textbook_update(Matrix(kf.P, 18, 18), H, R, z);
+    ASSERT_GT(estimate.X.part(0, 0, 2).norm(), 2e-4);  // a rotation below 1e-4 would be dropped
     aid.update(kf, ins);
     EXPECT_LT(distance(kf.X, estimate.X), 1e-6 * estimate.X.norm());
     EXPECT_LT(distance(kf.P, estimate.P), 1e-7);
-    EXPECT_EQ(distance(kf.P, Square18::Map(kf.P).transpose()), 0.0);
-    Vector18 change = Vector18::Map(kf.X);
-    for (int k = 0; k < 18; ++k) change[k] *= aid.fed_back[k / 3];
+    EXPECT_EQ(distance(kf.P, Matrix(kf.P, 18, 18).transpose()), 0.0);
+    Matrix change(kf.X, 18);
+    for (std::size_t k = 0; k < 18; ++k) change[k] *= aid.fed_back[k / 3];
     if (GetParam() == kTilt) change[2] = 0.0;  // tilt knows nothing of the heading
     correct(expected, change);
     EXPECT_LT(error_of(ins, expected).norm(), 1e-12);
-    EXPECT_LT(distance(ins.att, Vector3d(expected.att)), 1e-12);
-    EXPECT_LT(distance(ins.Cnb, RowMajor3::Map(expected.Cnb)), 1e-12);
+    EXPECT_LT(distance(ins.att, Matrix(expected.att)), 1e-12);
+    EXPECT_LT(distance(ins.Cnb, Matrix(expected.Cnb, 3, 3)), 1e-12);
     std::copy_n(record.P, 324, record.P_prior);
     std::copy_n(kf.P, 324, record.P);
     std::copy_n(kf.X, 18, record.X);
@@ -88,11 +89,10 @@ TEST(Tilt, PullsTowardsTheAccelerometerWithHeadingNorth) {
     for (const double roll : {-0.25, 0.1, 0.3}) {
       INS ins = make_vehicle(mode, 0.25, roll - 0.08, 0.0);
       KF kf{};
-      Square18::Map(kf.P) = 0.0016 * Square18::Identity();
+      store(0.0016 * Matrix::identity(18), kf.P);
       tiltupdate(kf, ins, standing(ins, 0.2, roll).data());
       const bool known = mode == 1 || mode == 2;
-      const Matrix3d expected =
-          attitude(mode, known ? 0.225 : 0.25, roll - (known ? 0.04 : 0.08), 0);
+      const Matrix expected = attitude(mode, known ? 0.225 : 0.25, roll - (known ? 0.04 : 0.08), 0);
       EXPECT_LT(distance(ins.Cnb, expected), known ? 0.02 : 1e-15) << mode;
       EXPECT_NEAR(kf.P[0], 0.0008, 1e-15);
     }
@@ -102,7 +102,7 @@ TEST(Tilt, PullsTowardsTheAccelerometerWithHeadingNorth) {
 TEST(Tilt, DifferenceAcrossHalfATurnIsNotWrapped) {
   INS ins = make_vehicle(2, 0.0, 3.13, 0.0);
   KF kf{};
-  Square18::Map(kf.P) = 0.0016 * Square18::Identity();
+  store(0.0016 * Matrix::identity(18), kf.P);
   tiltupdate(kf, ins, standing(ins, 0.0, -3.13).data());
   EXPECT_NEAR(kf.X[1], 3.13, 1e-12);
 }

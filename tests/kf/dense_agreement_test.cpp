@@ -12,7 +12,7 @@
 
 #include "kf/time_update.h"
 #include "tests/kf/dense_filter.h"
-#include "tests/kf/vehicle.h"
+#include "tests/textbook.h"
 
 namespace {
 
@@ -86,14 +86,14 @@ const Operation kOperations[] = {
 };
 
 Vehicle vehicle(int mode, bool structured) {
-  const Vector3d angles = Vector3d::Random();
+  const Matrix angles = Matrix::random(3);
   Vehicle v{.ins = make_vehicle(mode, angles[0], angles[1], 3.0 * angles[2]), .kf = make_filter()};
-  Vector3d::Map(v.ins.fn) = 10.0 * Vector3d::Random();
+  store(10.0 * Matrix::random(3), v.ins.fn);
   if (structured) {
     kffk(v.ins, v.kf, v.dt);
   } else {
-    Square18::Map(v.kf.Phi).setRandom();
-    Square18::Map(v.kf.P).setRandom();
+    store(Matrix::random(18, 18), v.kf.Phi);
+    store(Matrix::random(18, 18), v.kf.P);
   }
   return v;
 }
@@ -161,10 +161,7 @@ TEST(DenseAgreement, OfValuesThatAreNotFinite) {
 TEST(DenseAgreement, OfTheGeneralProcessNoise) {
   for (int i = 0; i < 20; ++i) {
     Vehicle fast = vehicle(1, i % 2 == 0), plain = fast;
-    Eigen::Matrix<double, 18, 15, Eigen::RowMajor> G;
-    Eigen::Matrix<double, 15, 15, Eigen::RowMajor> q;
-    G.setRandom();
-    q.setRandom();
+    Matrix G = Matrix::random(18, 15), q = Matrix::random(15, 15);
     const auto rows = [](double* a) { return reinterpret_cast<double(*)[15]>(a); };
     QkCal(fast.kf, rows(G.data()), rows(q.data()), fast.dt);
     dense::QkCal(plain.kf, rows(G.data()), rows(q.data()), plain.dt);
@@ -192,7 +189,7 @@ TEST(DenseAgreement, OfALongDrive) {
   INS rate_setter{};
   double previous_rate[3] = {};
   double speed = 0.0, heading = 0.0;  // m/s, rad counter-clockwise from north
-  Vector3d position = Vector3d::Zero();
+  double position[3] = {};
   for (int i = 0; i < kEpochs; ++i) {
     const int second = i / 25 % 300;
     const bool standing = second < 20;
@@ -202,7 +199,8 @@ TEST(DenseAgreement, OfALongDrive) {
     if (standing) speed = 0.0;
     speed += thrust * kDt;
     heading += turn * kDt;
-    position += kDt * speed * Vector3d(-std::sin(heading), std::cos(heading), 0.0);
+    const double velocity[3] = {-speed * std::sin(heading), speed * std::cos(heading), 0.0};
+    for (int k = 0; k < 3; ++k) position[k] += kDt * velocity[k];
     double reading[6] = {0.002, -0.001, turn + 0.003, -turn * speed + 0.02, thrust - 0.03, 9.85};
     for (int k = 0; k < 6; ++k) reading[k] += (k < 3 ? 2e-4 : 0.03) * noise(random);
 
@@ -232,23 +230,21 @@ TEST(DenseAgreement, OfALongDrive) {
         NHC(fast.kf, fast.ins);
         dense::NHC(plain.kf, plain.ins);
       } else {
-        Vector3d pos = position, vel = speed * Vector3d(-std::sin(heading), std::cos(heading), 0.0);
+        double pos[3], vel[3];
         for (int k = 0; k < 3; ++k) {
-          pos[k] += 2.0 * noise(random);
-          vel[k] += 0.2 * noise(random);
+          pos[k] = position[k] + 2.0 * noise(random);
+          vel[k] = velocity[k] + 0.2 * noise(random);
         }
-        MeasureUpdate(pos.data(), vel.data(), fast.r, fast.ins, fast.kf, earth);
-        dense::MeasureUpdate(pos.data(), vel.data(), plain.r, plain.ins, plain.kf, earth);
+        MeasureUpdate(pos, vel, fast.r, fast.ins, fast.kf, earth);
+        dense::MeasureUpdate(pos, vel, plain.r, plain.ins, plain.kf, earth);
       }
     }
     ASSERT_EQ(std::memcmp(fast.kf.P, plain.kf.P, sizeof fast.kf.P), 0) << "epoch " << i;
-    const Square18 P = Square18::Map(fast.kf.P);
-    ASSERT_TRUE(P == P.transpose()) << "epoch " << i;
-    ASSERT_EQ(P.llt().info(), Eigen::Success) << "epoch " << i;
+    ASSERT_TRUE(is_covariance(fast.kf.P, 18)) << "epoch " << i;
     if (i % 20 != 0) continue;
     ASSERT_EQ(difference(fast, plain), "") << "epoch " << i;
   }
-  EXPECT_LT((Vector3d(fast.ins.pos) - position).norm(), 50.0) << "not a drive any more";
+  EXPECT_LT(distance(position, Matrix(fast.ins.pos)), 50.0) << "not a drive any more";
 }
 
 // Updates with the inverse by elimination and by cofactors differ by rounding only.

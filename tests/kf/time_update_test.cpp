@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 
-#include "tests/kf/vehicle.h"
+#include "tests/textbook.h"
 
 namespace {
 
@@ -15,26 +16,14 @@ TEST(Start, KnowsWhatItDoesNotKnow) {
   GlvInit(earth);
   KF kf = make_filter();
   KfInit(kf, earth, kDt);
-  const Eigen::Array<double, 18, 1> sigma{1.0 * kDegree,
-                                          1.0 * kDegree,
-                                          90.0 * kDegree,
-                                          std::sqrt(1e-3),
-                                          std::sqrt(1e-3),
-                                          std::sqrt(1.5e-3),
-                                          10.0,
-                                          10.0,
-                                          10.0,
-                                          2e-4,
-                                          2e-4,
-                                          2e-4,
-                                          0.016,
-                                          0.016,
-                                          0.016,
-                                          5.0 * kDegree,
-                                          5.0 * kDegree,
-                                          90.0 * kDegree};
-  const Square18 expected = sigma.square().matrix().asDiagonal();
-  EXPECT_LT(distance(kf.P, expected), 1e-12);
+  const double groups[6][3] = {{1.0 * kDegree, 1.0 * kDegree, 90.0 * kDegree},
+                               {std::sqrt(1e-3), std::sqrt(1e-3), std::sqrt(1.5e-3)},
+                               {10.0, 10.0, 10.0},
+                               {2e-4, 2e-4, 2e-4},
+                               {0.016, 0.016, 0.016},
+                               {5.0 * kDegree, 5.0 * kDegree, 90.0 * kDegree}};
+  const Matrix sigma = Matrix::diagonal(Matrix(groups[0], 18));
+  EXPECT_LT(distance(kf.P, sigma * sigma), 1e-12);
   for (int i = 0; i < 3; ++i) {
     EXPECT_DOUBLE_EQ(kf.R[9 * i], 0.01);
     EXPECT_DOUBLE_EQ(kf.R[9 * (i + 3)], 10.0 / 6378137.0 * (10.0 / 6378137.0));
@@ -57,17 +46,17 @@ TEST(Transition, IsTheDerivativeOfTheMechanisation) {
     INS computed = propagate(start);
     KF kf = make_filter();
     kffk(computed, kf, kDt);
-    Square18 F = (Square18::Map(kf.Phi) - Square18::Identity()) / kDt;
+    Matrix F = 1.0 / kDt * (Matrix(kf.Phi, 18, 18) - Matrix::identity(18));
     for (int i = 9; i < 15; ++i) {
       EXPECT_NEAR(F(i, i), -1.0 / 3600.0, 1e-10);
       F(i, i) = 0.0;
     }
     for (int i = 0; i < 18; ++i) {
-      const Vector18 error = kError * Vector18::Unit(i);
+      const Matrix error = kError * Matrix::identity(18).part(0, i, 18);
       INS truth = start;
       correct(truth, error);
-      const Vector18 rate = (error_of(computed, propagate(truth)) - error) / (kError * kDt);
-      EXPECT_LT((rate - F.col(i)).norm(), 3e-3) << "state " << i << ", mode " << mode;
+      const Matrix rate = 1.0 / (kError * kDt) * (error_of(computed, propagate(truth)) - error);
+      EXPECT_LT((rate - F.part(0, i, 18)).norm(), 3e-3) << "state " << i << ", mode " << mode;
     }
   }
 }
@@ -77,37 +66,38 @@ TEST(Transition, IsTheDerivativeOfTheMechanisation) {
 TEST(ProcessNoise, IsTheTrapezoidOfTheRotatedDensity) {
   constexpr double kDt = 0.5;
   INS ins = make_vehicle(2, 0.4, -0.9, 1.0);
-  Vector3d::Map(ins.fn) << 1.1, -2.3, 10.2;
+  store({1.1, -2.3, 10.2}, ins.fn);
   KF kf = make_filter();
   kffk(ins, kf, kDt);
   double imu[6] = {0.1, -0.023, -0.1, -0.38, -10.0, 10.0};
   QkUpdate(ins, kf, imu, kDt);
-  const Matrix3d C = attitude(2, 0.4, -0.9, 1.0);
-  const Vector3d gyro(1.5129e-6, 0.0, 5.929e-7), acc(0.0, 0.00925444, 0.01077444);
-  Square18 q = Square18::Zero();
-  q.block<3, 3>(0, 0) = C * gyro.asDiagonal() * C.transpose();
-  q.block<3, 3>(3, 3) = C * acc.asDiagonal() * C.transpose();
-  q.diagonal().segment<3>(9).setConstant(1e-10);
-  q.diagonal().segment<3>(12).setConstant(1e-6);
-  q.diagonal().segment<3>(15).setConstant(4e-8);
-  const Square18 half = Square18::Map(kf.Phi) * q * (0.5 * kDt);
+  const Matrix C = attitude(2, 0.4, -0.9, 1.0);
+  const Matrix gyro = Matrix::diagonal({1.5129e-6, 0.0, 5.929e-7});
+  const Matrix acc = Matrix::diagonal({0.0, 0.00925444, 0.01077444});
+  Matrix q = Matrix::zero(18, 18);
+  q.set_part(0, 0, C * gyro * C.transpose());
+  q.set_part(3, 3, C * acc * C.transpose());
+  q.set_part(9, 9, 1e-10 * Matrix::identity(3));
+  q.set_part(12, 12, 1e-6 * Matrix::identity(3));
+  q.set_part(15, 15, 4e-8 * Matrix::identity(3));
+  const Matrix half = 0.5 * kDt * (Matrix(kf.Phi, 18, 18) * q);
   EXPECT_LT(distance(kf.Qk, half + half.transpose()), 1e-14 * half.norm());
 }
 
 TEST(Prediction, PropagatesTheCovarianceAndClearsTheEstimate) {
   INS ins = make_vehicle(1, -0.2, 0.7, 2.0);
   KF kf = make_filter();
-  const Square18 P = Square18::Map(kf.P), Phi = Square18::Random(), Qk = Square18::Random();
-  Square18::Map(kf.Phi) = Phi;
-  Square18::Map(kf.Qk) = Qk;
+  const Matrix Phi = Matrix::random(18, 18), Qk = Matrix::random(18, 18);
+  store(Phi, kf.Phi);
+  store(Qk, kf.Qk);
   KF updated = kf;
-  const Square18 expected = Phi * P * Phi.transpose() + Qk;
+  const Matrix expected = Phi * Matrix(kf.P, 18, 18) * Phi.transpose() + Qk;
   KfPredict(kf);
   EXPECT_LT(distance(kf.P, expected), 1e-13);
   KfUpdate(ins, updated, nullptr, nullptr, false);
   EXPECT_LT(distance(updated.P, 0.5 * (expected + expected.transpose())), 1e-13);
-  EXPECT_EQ(distance(updated.P, Square18::Map(updated.P).transpose()), 0.0);
-  EXPECT_EQ(distance(kf.X, Vector18::Zero()), 0.0);
+  EXPECT_EQ(distance(updated.P, Matrix(updated.P, 18, 18).transpose()), 0.0);
+  EXPECT_EQ(distance(kf.X, Matrix::zero(18)), 0.0);
   std::copy_n(kf.P, 324, updated.P);
   EXPECT_EQ(std::memcmp(&updated, &kf, sizeof(KF)), 0);
 }

@@ -2,11 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
 #include "nav/mounting.h"
-#include "tests/nav/rotations.h"
+#include "tests/textbook.h"
 
 namespace {
 
@@ -15,22 +16,22 @@ using namespace zuvdr::tests;
 TEST(Quaternions, ComposeAsTheirMatricesDo) {
   for (const double length : {1.1e-4, 1e-3, 0.1, 1.0, 3.1}) {
     for (int i = 0; i < 10; ++i) {
-      const Vector3d rv = length * Vector3d::Random().normalized(), other = Vector3d::Random();
-      INS ins = navigator(1, turn(3.0 * other).matrix());
-      const Matrix3d before = quaternion(ins.qnb).matrix();
+      const Matrix axis = Matrix::random(3), rv = length / axis.norm() * axis;
+      INS ins = navigator(1, rotation(turn(3.0 * Matrix::random(3))));
+      const Matrix before = rotation(ins.qnb);
       EXPECT_LT(distance(ins.Cnb, before), 1e-14);
       double p[4], product[4], left[4];
       rv2q(rv.data(), p);
-      EXPECT_LT((quaternion(p).coeffs() - turn(rv).coeffs()).norm(), 1e-15);
+      EXPECT_LT(distance(p, turn(rv)), 1e-15);
       qmul(p, ins.qnb, product);
-      EXPECT_LT((quaternion(product).matrix() - turn(rv) * before).norm(), 1e-14);
+      EXPECT_LT((rotation(product) - rotation(turn(rv)) * before).norm(), 1e-14);
       std::copy_n(ins.qnb, 4, left);
       qdelphi(left, rv.data());
-      EXPECT_LT(distance(left, Eigen::Vector4d(product)), 1e-15);
-      Vector3d overwritten = rv;
+      EXPECT_LT(distance(left, Matrix(product, 4)), 1e-15);
+      Matrix overwritten = rv;
       qupdt2(ins, overwritten.data());
-      EXPECT_LT((quaternion(ins.qnb).matrix() - before * turn(rv)).norm(), 1e-14);
-      EXPECT_LT((overwritten - turn(rv).vec()).norm(), 1e-15);
+      EXPECT_LT((rotation(ins.qnb) - before * rotation(turn(rv))).norm(), 1e-14);
+      EXPECT_LT((overwritten - turn(rv).part(1, 0)).norm(), 1e-15);
     }
   }
 }
@@ -38,11 +39,11 @@ TEST(Quaternions, ComposeAsTheirMatricesDo) {
 TEST(Quaternions, AreRenormalisedWhenTheirSquareLeavesTheTolerance) {
   for (const auto& [square, renormalised] :
        {std::pair(1.0000008, false), {1.0000012, true}, {0.9999992, false}, {0.9999988, true}}) {
-    INS ins = navigator(1, Matrix3d::Identity());
+    INS ins = navigator(1, Matrix::identity(3));
     ins.qnb[0] = std::sqrt(square);
     double rv[3] = {0.0, 0.01, 0.0};
     qupdt2(ins, rv);
-    EXPECT_NEAR(Eigen::Vector4d(ins.qnb).squaredNorm(), renormalised ? 1.0 : square, 1e-14);
+    EXPECT_NEAR(std::pow(Matrix(ins.qnb, 4).norm(), 2), renormalised ? 1.0 : square, 1e-14);
   }
 }
 
@@ -53,43 +54,43 @@ TEST(Quaternions, TinyRotationsAreDropped) {
   rv2q(tiny, q);
   EXPECT_NEAR(q[2], 1.537734375e-24, 1e-34);
   qdelphi(turned, tiny);
-  EXPECT_EQ(Eigen::Vector4d(turned), Eigen::Vector4d(0.5, -0.5, 0.5, 0.5));
+  EXPECT_EQ(distance(turned, {0.5, -0.5, 0.5, 0.5}), 0.0);
 }
 
 // Angles to matrix by each routine, to quaternion, and back by either attitude block; modes other
 // than 1 and 2 keep the angles. Level again from gravity alone.
 TEST(EulerAngles, RoundTripInBothOrders) {
   for (int i = 0; i < 100; ++i) {
-    const Vector3d random = Vector3d::Random();
+    const Matrix random = Matrix::random(3);
     const double pitch = 1.57 * random[0], roll = 3.14 * random[1], yaw = 3.14 * random[2];
     double att[3] = {pitch, roll, yaw}, e[3] = {yaw, pitch, roll}, C[3][3], R[4][9], q[4];
     a2mat(att, C);
     euler2rot_3(e, R[1]);
     euler2rot_2(e, R[2]);
     euler2rot_2(static_cast<const double*>(e), R[0]);
-    EXPECT_EQ(distance(R[2], RowMajor3::Map(C[0])) + distance(R[0], RowMajor3::Map(C[0])), 0.0);
+    EXPECT_EQ(distance(R[2], Matrix(C[0], 3, 3)) + distance(R[0], Matrix(C[0], 3, 3)), 0.0);
     std::copy_n(R[1], 9, R[3]);
     for (const int mode : {0, 1, 2, 3}) {
-      const Vector3d zyx(roll, pitch, yaw), zxy(pitch, roll, yaw), kept(0, 0, 0);
-      const Vector3d& angles = mode == 1 ? zyx : mode == 2 ? zxy : kept;
+      const Matrix zyx{roll, pitch, yaw}, zxy{pitch, roll, yaw}, kept{0, 0, 0};
+      const Matrix& angles = mode == 1 ? zyx : mode == 2 ? zxy : kept;
       EXPECT_LT(distance(R[mode], attitude(mode % 2 == 1 ? 1 : 2, pitch, roll, yaw)), 1e-14);
       rot2qua(R[mode], q);
       INS ins{};
       ins.att_mode = mode;
       InstallAttsyn(q, ins);
-      EXPECT_EQ(distance(ins.att, kept) + distance(ins.Cnb, Matrix3d::Zero()), 0.0);
+      EXPECT_EQ(distance(ins.att, kept) + distance(ins.Cnb, Matrix::zero(3, 3)), 0.0);
       attsyn(q, ins);
       EXPECT_LT(distance(ins.install_att, angles), 1e-12) << mode;
       EXPECT_LT(distance(ins.att, angles), 1e-12) << mode;
-      EXPECT_EQ(distance(ins.install_Cnb, RowMajor3::Map(ins.Cnb)), 0.0);
+      EXPECT_EQ(distance(ins.install_Cnb, Matrix(ins.Cnb, 3, 3)), 0.0);
       EXPECT_TRUE(std::equal(q, q + 4, ins.install_qnb) && std::equal(q, q + 4, ins.qnb));
     }
-    const Vector3d acc = attitude(1, pitch, roll, yaw).transpose() * Vector3d(0, 0, 9.7);
+    const Matrix acc = attitude(1, pitch, roll, yaw).transpose() * Matrix{0, 0, 9.7};
     InitQnb(acc.data(), nullptr, q);
-    EXPECT_LT((quaternion(q).matrix() - attitude(1, pitch, roll, 0.0)).norm(), 1e-13);
+    EXPECT_LT((rotation(q) - attitude(1, pitch, roll, 0.0)).norm(), 1e-13);
   }
   const double longer_than_one[4] = {0.7072, 0.7072, 0.0, 0.0};  // pitch 90 degrees
-  INS upright = navigator(2, Matrix3d::Identity());
+  INS upright = navigator(2, Matrix::identity(3));
   attsyn(longer_than_one, upright);
   EXPECT_TRUE(std::isnan(upright.att[0]));
 }
@@ -98,12 +99,11 @@ TEST(EulerAngles, RoundTripInBothOrders) {
 // takes the root of comes out positive.
 TEST(MatrixToQuaternion, EveryBranchInvertsTheMatrix) {
   for (int i = 0; i < 80; ++i) {
-    Eigen::Vector4d wxyz = (i < 4 ? 0.0 : 0.25) * Eigen::Vector4d::Random(), q;
-    wxyz[i % 4] = 1.0;
-    wxyz.normalize();
-    const RowMajor3 R = quaternion(wxyz.data()).matrix();
-    rot2qua(R.data(), q.data());
-    EXPECT_LT((q - wxyz).norm(), 1e-14) << i;
+    Matrix wxyz = (i < 4 ? 0.0 : 0.25) * Matrix::random(4);
+    wxyz(i % 4, 0) = 1.0;
+    double q[4];
+    rot2qua(rotation(1.0 / wxyz.norm() * wxyz).data(), q);
+    EXPECT_LT(distance(q, 1.0 / wxyz.norm() * wxyz), 1e-14) << i;
   }
 }
 

@@ -3,33 +3,29 @@
 
 #include <gtest/gtest.h>
 
-#include <Eigen/Dense>
+#include <cmath>
 #include <random>
 
 #include "tests/engine/engine_feed.h"
+#include "tests/textbook.h"
 
 namespace {
 
 using namespace zuvdr::test;
-using Eigen::Matrix4d;
-using Eigen::MatrixXd;
-using Eigen::Vector4d;
-using Eigen::VectorXd;
+using zuvdr::tests::Matrix;
 
 constexpr auto wrapped = [](double angle) { return std::remainder(angle, 2.0 * M_PI); };
-constexpr auto matrix = [](const double* m) {
-  return Matrix4d(Eigen::Map<const Matrix4d>(m).transpose());
-};
+constexpr auto matrix = [](const double* m) { return Matrix(m, 4, 4); };
 
-Vector4d walker() {
+Matrix walker() {
   return {engine().pdr_east, engine().pdr_north, engine().pdr_heading, engine().pdr_speed};
 }
 
-void set_walker(const Vector4d& x) {
-  engine().pdr_east = x(0);
-  engine().pdr_north = x(1);
-  engine().pdr_heading = x(2);
-  engine().pdr_speed = x(3);
+void set_walker(const Matrix& x) {
+  engine().pdr_east = x[0];
+  engine().pdr_north = x[1];
+  engine().pdr_heading = x[2];
+  engine().pdr_speed = x[3];
 }
 
 GpsData course_fix(double vel_e, double vel_n) {
@@ -44,28 +40,26 @@ GpsData course_fix(double vel_e, double vel_n) {
 
 // The textbook filter: transition by central differences, Joseph-form updates.
 struct TextbookFilter {
-  Vector4d x;
-  Matrix4d P;
+  Matrix x, P;
 
-  static Vector4d moved(const Vector4d& x, double dt) {
-    return x + dt * x(3) * Vector4d(-std::sin(x(2)), std::cos(x(2)), 0.0, 0.0);
+  static Matrix moved(const Matrix& x, double dt) {
+    return x + dt * x[3] * Matrix{-std::sin(x[2]), std::cos(x[2]), 0.0, 0.0};
   }
   void predict(double dt) {
-    Matrix4d F;
+    Matrix F = Matrix::zero(4, 4);
     for (int j = 0; j < 4; ++j) {
-      const Vector4d step = 1e-5 * Vector4d::Unit(j);
-      F.col(j) = (moved(x + step, dt) - moved(x - step, dt)) / 2e-5;
+      const Matrix step = 1e-5 * Matrix::identity(4).part(0, j, 4);
+      F.set_part(0, j, 1.0 / 2e-5 * (moved(x + step, dt) - moved(x - step, dt)));
     }
     x = moved(x, dt);
     P = F * P * F.transpose();
     P(2, 2) += std::pow(3.0 * kDegree, 2);  // a step, whatever its length
     P(3, 3) += 0.04 * 0.04;
   }
-  void update(const VectorXd& y, const MatrixXd& H, const MatrixXd& R) {
-    const MatrixXd K = P * H.transpose() * (H * P * H.transpose() + R).inverse();
-    const Matrix4d left = Matrix4d::Identity() - K * H;
-    x += K * y;
-    P = left * P * left.transpose() + K * R * K.transpose();
+  void update(const Matrix& y, const Matrix& H, const Matrix& R) {
+    const zuvdr::tests::Estimate estimate = textbook_update(P, H, R, y);
+    x = x + estimate.X;
+    P = estimate.P;
   }
 };
 
@@ -87,8 +81,7 @@ TEST(PedestrianFilter, WalksLikeTheTextbookFilter) {
       const double speed = 1.3 + 0.3 * noise(random);
       const PDRKF before = kf;
       engine().PseudoSpeedUpdate(kf, speed);
-      textbook.update(VectorXd::Constant(1, speed - textbook.x(3)), Eigen::RowVector4d(0, 0, 0, 1),
-                      MatrixXd::Constant(1, 1, 0.5 * 0.5));
+      textbook.update({speed - textbook.x[3]}, Matrix{0, 0, 0, 1}.transpose(), {0.5 * 0.5});
       EXPECT_EQ(matrix(kf.P_prior), matrix(before.P));
       for (const auto field : {&PDRKF::R, &PDRKF::F, &PDRKF::PHt, &PDRKF::S, &PDRKF::K}) {
         ASSERT_EQ(matrix(kf.*field), matrix(before.*field)) << "the last fix's";
@@ -98,22 +91,21 @@ TEST(PedestrianFilter, WalksLikeTheTextbookFilter) {
     // variance of the course does not depend on the speed; standing, it is half a circle.
     const double course = 0.1 * i, pace = i % 40 == 39 ? 0.0 : 1.4;
     GpsData fix = course_fix(-pace * std::sin(course), pace * std::cos(course));
-    double position[2] = {walker()(0) + 4.0 * noise(random), walker()(1) + 4.0 * noise(random)};
+    double position[2] = {walker()[0] + 4.0 * noise(random), walker()[1] + 4.0 * noise(random)};
     engine().PdrGpsUpdate(kf, fix, position);
     const double e = fix.vel_e, n = fix.vel_n;
-    Vector4d y = Vector4d(position[0], position[1], std::atan2(-e, n), fix.speed) - textbook.x;
-    y(2) = wrapped(y(2));
+    Matrix y = Matrix{position[0], position[1], std::atan2(-e, n), fix.speed} - textbook.x;
+    y[2] = wrapped(y[2]);
     const double variance =
         pace > 0.0 ? (0.25 * n * n + 0.0625 * e * e) / (e * e + n * n) : M_PI * M_PI;
-    const Vector4d r(4.0, 16.0, variance, 0.25);
-    textbook.update(y, Matrix4d::Identity(), r.asDiagonal());
+    textbook.update(y, Matrix::identity(4), Matrix::diagonal({4.0, 16.0, variance, 0.25}));
 
     ASSERT_EQ(matrix(kf.P), matrix(kf.P).transpose()) << i;
     ASSERT_LT((matrix(kf.P) - textbook.P).norm(), 1e-6 * textbook.P.norm()) << i;
-    Vector4d difference = walker() - textbook.x;
-    difference(2) = wrapped(difference(2));
+    Matrix difference = walker() - textbook.x;
+    difference[2] = wrapped(difference[2]);
     ASSERT_LT(difference.norm(), 1e-6) << i;
-    ASSERT_LE(std::abs(walker()(2)), M_PI);
+    ASSERT_LE(std::abs(walker()[2]), M_PI);
     for (const double correction : kf.dx) ASSERT_EQ(correction, 0.0);
   }
 }
@@ -128,12 +120,12 @@ TEST(PedestrianFilter, HeadingsAndTheirInnovationsWrapOnce) {
     fix.vel_acc_e = fix.vel_acc_n = fix.pos_acc_e = fix.pos_acc_n = fix.speed_acc = 0.0f;
     double position[2] = {7.0, -8.0};
     engine().PdrGpsUpdate(engine().pdr_kf, fix, position);
-    EXPECT_LT((walker() - Vector4d(7.0, -8.0, expected, 1.0)).norm(), 1e-6)
+    EXPECT_LT((walker() - Matrix{7.0, -8.0, expected, 1.0}).norm(), 1e-6)
         << "accuracies of 0 snap to the fix, float32";
   }
   engine().pdr_heading = 10.0;
   engine().PdrUpdate(0.5);
-  EXPECT_NEAR(walker()(2), 10.0 - 2 * M_PI, 1e-14) << "still beyond pi: one wrap only";
+  EXPECT_NEAR(walker()[2], 10.0 - 2 * M_PI, 1e-14) << "still beyond pi: one wrap only";
 }
 
 TEST(PedestrianFilter, StartsFromTheFixsCourseAndSpeed) {
@@ -143,13 +135,13 @@ TEST(PedestrianFilter, StartsFromTheFixsCourseAndSpeed) {
     GpsData fix = good_fix(0, 1.25f);
     fix.bearing = bearing;
     engine().PdrInit(fix);
-    EXPECT_LT((walker() - Vector4d(4.0, 5.0, heading, 1.25)).norm(), 1e-14) << bearing;
+    EXPECT_LT((walker() - Matrix{4.0, 5.0, heading, 1.25}).norm(), 1e-14) << bearing;
   }
   PDRKF& kf = engine().pdr_kf;
   std::fill_n(reinterpret_cast<unsigned char*>(&kf), sizeof kf, 0xFF);
   engine().PdrKfInit(kf);
-  const Matrix4d sigma = Vector4d(15.0, 15.0, 20.0 * kDegree, 0.15).asDiagonal();
-  const Matrix4d r = Vector4d(0.1, 0.1, M_PI / 2, 1.0).asDiagonal();
+  const Matrix sigma = Matrix::diagonal({15.0, 15.0, 20.0 * kDegree, 0.15});
+  const Matrix r = Matrix::diagonal({0.1, 0.1, M_PI / 2, 1.0});
   EXPECT_LT((matrix(kf.P) - sigma * sigma).norm(), 1e-12);
   EXPECT_LT((matrix(kf.R) - r * r).norm(), 1e-12);
   EXPECT_EQ(matrix(kf.F).norm() + matrix(kf.S).norm() + matrix(kf.K).norm(), 0.0);
