@@ -9,37 +9,27 @@ namespace {
 using Eigen::Quaterniond, Eigen::Vector3d;
 using Dense = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 
-Dense dense(const Matrix& m) {
-  return Dense::Map(m.data(), m.rows, m.columns);
-}
-Matrix matrix(const Dense& m) {
+const auto dense = [](const Matrix& m) { return Dense::Map(m.data(), m.rows, m.columns); };
+const auto matrix = [](const Dense& m) {
   return Matrix(m.data(), static_cast<int>(m.rows()), static_cast<int>(m.cols()));
-}
-
+};
 // Quaternions are w, x, y, z here.
-Quaterniond quaternion(const double* q) {
-  return {q[0], q[1], q[2], q[3]};
-}
-Matrix coefficients(const Quaterniond& q) {
-  return {q.w(), q.x(), q.y(), q.z()};
-}
-Matrix product(const Matrix& a, const double* b) {
-  return coefficients(quaternion(a.data()) * quaternion(b));
-}
+const auto quaternion = [](const double* q) { return Quaterniond(q[0], q[1], q[2], q[3]); };
+const auto coefficients = [](const Quaterniond& q) { return Matrix{q.w(), q.x(), q.y(), q.z()}; };
+
 // Of a small rotation from b to a.
 Matrix angles(const double* a, const double* b) {
   return 2.0 * coefficients(quaternion(a) * quaternion(b).conjugate()).part(1, 0);
 }
-Matrix quaternion_of(const Matrix& C) {
-  return coefficients(Quaterniond(Eigen::Matrix3d(dense(C))));
+void set_rotation(const Matrix& C, double* q) {
+  store(coefficients(Quaterniond(Eigen::Matrix3d(dense(C)))), q);
+}
+void rotate(const Matrix& rv, double* q) {
+  store(coefficients(quaternion(turn(rv).data()) * quaternion(q)), q);
 }
 
 }  // namespace
 
-Matrix::Matrix(std::initializer_list<double> column)
-    : vector(column), rows(static_cast<int>(column.size())), columns(1) {}
-Matrix::Matrix(const double* a, int height, int width)
-    : vector(a, a + height * width), rows(height), columns(width) {}
 Matrix Matrix::zero(int rows, int columns) {
   return matrix(Dense::Zero(rows, columns));
 }
@@ -63,9 +53,6 @@ void Matrix::set_part(int row, int column, const Matrix& m) {
 Matrix Matrix::transpose() const {
   return matrix(dense(*this).transpose());
 }
-double Matrix::norm() const {
-  return dense(*this).norm();
-}
 
 Matrix operator*(const Matrix& a, const Matrix& b) {
   return matrix(dense(a).lazyProduct(dense(b)));
@@ -75,9 +62,6 @@ Matrix operator*(double factor, const Matrix& m) {
 }
 Matrix operator+(const Matrix& a, const Matrix& b) {
   return matrix(dense(a) + dense(b));
-}
-Matrix operator-(const Matrix& a, const Matrix& b) {
-  return a + -1.0 * b;
 }
 Matrix solve(const Matrix& A, const Matrix& b) {
   return matrix(dense(A).partialPivLu().solve(dense(b)));
@@ -94,9 +78,6 @@ bool is_covariance(const double* P, int size) {
   }
   return true;
 }
-void store(const Matrix& m, double* out) {
-  std::copy(m.begin(), m.end(), out);
-}
 double distance(const double* a, const Matrix& b) {
   return (Matrix(a, b.rows, b.columns) - b).norm();
 }
@@ -105,8 +86,8 @@ Matrix turn(const Matrix& rv) {
   const Vector3d v(rv.data());
   return coefficients(Quaterniond(Eigen::AngleAxisd(v.norm(), v.normalized())));
 }
-Matrix rotation(const double* q) {
-  return matrix(quaternion(q).matrix());
+Matrix rotation(const Matrix& q) {
+  return matrix(quaternion(q.data()).matrix());
 }
 Matrix attitude(int mode, double pitch, double roll, double yaw) {
   const Matrix heading = rotation(turn({0.0, 0.0, yaw}));
@@ -116,19 +97,19 @@ Matrix attitude(int mode, double pitch, double roll, double yaw) {
 INS navigator(int mode, const Matrix& C) {
   INS ins{};
   ins.att_mode = mode;
-  store(quaternion_of(C), ins.qnb);
+  set_rotation(C, ins.qnb);
   attsyn(ins.qnb, ins);
   return ins;
 }
 
 INS make_vehicle(int mode, double pitch, double roll, double yaw) {
   INS ins = navigator(mode, attitude(mode, pitch, roll, yaw));
-  store(quaternion_of(attitude(mode, 0.3, -0.6, 2.1)), ins.install_qnb);
+  set_rotation(attitude(mode, 0.3, -0.6, 2.1), ins.install_qnb);
   InstallAttsyn(ins.install_qnb, ins);
-  store({7.0, -11.0, 0.8}, ins.vn);
-  store({120.0, -40.0, 6.0}, ins.pos);
-  store({0.002, -0.001, 0.003}, ins.eb);
-  store({0.03, -0.02, 0.05}, ins.db);
+  store(Matrix{7.0, -11.0, 0.8}, ins.vn);
+  store(Matrix{120.0, -40.0, 6.0}, ins.pos);
+  store(Matrix{0.002, -0.001, 0.003}, ins.eb);
+  store(Matrix{0.03, -0.02, 0.05}, ins.db);
   return ins;
 }
 KF make_filter() {
@@ -140,13 +121,13 @@ KF make_filter() {
   return kf;
 }
 void correct(INS& ins, const Matrix& x) {
-  store(product(turn(x.part(0, 0)), ins.qnb), ins.qnb);
+  rotate(x.part(0, 0), ins.qnb);
   attsyn(ins.qnb, ins);
   store(Matrix(ins.vn) - x.part(3, 0), ins.vn);
   store(Matrix(ins.pos) - x.part(6, 0), ins.pos);
   store(Matrix(ins.eb) + x.part(9, 0), ins.eb);
   store(Matrix(ins.db) + x.part(12, 0), ins.db);
-  store(product(turn(x.part(15, 0)), ins.install_qnb), ins.install_qnb);
+  rotate(x.part(15, 0), ins.install_qnb);
   InstallAttsyn(ins.install_qnb, ins);
 }
 Matrix error_of(const INS& computed, const INS& truth) {
@@ -171,7 +152,7 @@ Matrix derivative(const INS& ins, const std::function<Matrix(const INS&)>& z) {
   return H;
 }
 Matrix vehicle_frame(const INS& ins) {
-  return rotation(ins.install_qnb) * rotation(ins.qnb).transpose();
+  return rotation(Matrix(ins.install_qnb, 4)) * rotation(Matrix(ins.qnb, 4)).transpose();
 }
 Estimate textbook_update(const Matrix& P, const Matrix& H, const Matrix& R, const Matrix& z) {
   const Matrix K = solve(H * P * H.transpose() + R, H * P).transpose();

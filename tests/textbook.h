@@ -3,8 +3,10 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <initializer_list>
+#include <numeric>
 #include <vector>
 
 #include "kf/kf.h"
@@ -18,8 +20,9 @@ namespace zuvdr::tests {
 struct Matrix : std::vector<double> {
   int rows, columns;
 
-  Matrix(std::initializer_list<double> column);
-  explicit Matrix(const double* a, int height = 3, int width = 1);
+  Matrix(std::initializer_list<double> e) : Matrix(e.begin(), static_cast<int>(e.size())) {}
+  explicit Matrix(const double* a, int height = 3, int width = 1)
+      : vector(a, a + height * width), rows(height), columns(width) {}
   static Matrix zero(int rows, int columns = 1);
   static Matrix random(int rows, int columns = 1);  // from -1 to 1
   static Matrix diagonal(const Matrix& column);
@@ -28,23 +31,21 @@ struct Matrix : std::vector<double> {
   Matrix part(int row, int column, int height = 3, int width = 1) const;
   void set_part(int row, int column, const Matrix& m);
   Matrix transpose() const;
-  double norm() const;
+  double norm() const { return std::sqrt(std::inner_product(begin(), end(), begin(), 0.0)); }
+
+  friend Matrix operator*(const Matrix& a, const Matrix& b);
+  friend Matrix operator*(double factor, const Matrix& m);
+  friend Matrix operator+(const Matrix& a, const Matrix& b);
+  friend Matrix operator-(const Matrix& a, const Matrix& b) { return a + -1.0 * b; }
+  friend void store(const Matrix& m, double* out) { std::copy(m.begin(), m.end(), out); }
 };
-Matrix operator*(const Matrix& a, const Matrix& b);
-Matrix operator*(double factor, const Matrix& m);
-Matrix operator+(const Matrix& a, const Matrix& b);
-Matrix operator-(const Matrix& a, const Matrix& b);
 Matrix solve(const Matrix& A, const Matrix& b);  // A^-1 b
 bool is_covariance(const double* P, int size);   // symmetric and positive definite
-void store(const Matrix& m, double* out);
 // |a - b| with a by rows. NaN anywhere gives NaN, which fails every comparison.
 double distance(const double* a, const Matrix& b);
 
 Matrix turn(const Matrix& rv);     // quaternion of the rotation about rv by its length
-Matrix rotation(const double* q);  // its matrix
-inline Matrix rotation(const Matrix& q) {
-  return rotation(q.data());
-}
+Matrix rotation(const Matrix& q);  // its matrix
 // Body to navigation; mode 2 turns about z, x, y, mode 1 about z, y, x.
 Matrix attitude(int mode, double pitch, double roll, double yaw);
 INS navigator(int mode, const Matrix& C);

@@ -136,19 +136,9 @@ TEST(DenseAgreement, OfValuesThatAreNotFinite) {
   for (int i = 0; i < 600; ++i) {
     for (const double value : values) {
       Vehicle v = vehicle(1 + i % 2, true);
-      const std::span<double> places[] = {v.kf.P,
-                                          v.kf.Phi,
-                                          v.kf.Qk,
-                                          v.ins.Cnb,
-                                          v.ins.vn,
-                                          v.ins.fn,
-                                          v.ins.eb,
-                                          v.ins.install_Cnb,
-                                          v.imu,
-                                          v.z,
-                                          v.r,
-                                          v.sample,
-                                          std::span(&v.dt, 1)};
+      const std::span<double> places[] = {
+          v.kf.P, v.kf.Phi, v.kf.Qk, v.ins.Cnb, v.ins.vn,  v.ins.fn, v.ins.eb, v.ins.install_Cnb,
+          v.imu,  v.z,      v.r,     v.sample,  {&v.dt, 1}};
       const auto place = static_cast<std::size_t>(i) % std::size(places);
       const std::size_t element = random() % places[place].size();
       places[place][element] = value;

@@ -66,7 +66,7 @@ TEST(Transition, IsTheDerivativeOfTheMechanisation) {
 TEST(ProcessNoise, IsTheTrapezoidOfTheRotatedDensity) {
   constexpr double kDt = 0.5;
   INS ins = make_vehicle(2, 0.4, -0.9, 1.0);
-  store({1.1, -2.3, 10.2}, ins.fn);
+  store(Matrix{1.1, -2.3, 10.2}, ins.fn);
   KF kf = make_filter();
   kffk(ins, kf, kDt);
   double imu[6] = {0.1, -0.023, -0.1, -0.38, -10.0, 10.0};

@@ -18,19 +18,19 @@ TEST(Quaternions, ComposeAsTheirMatricesDo) {
     for (int i = 0; i < 10; ++i) {
       const Matrix axis = Matrix::random(3), rv = length / axis.norm() * axis;
       INS ins = navigator(1, rotation(turn(3.0 * Matrix::random(3))));
-      const Matrix before = rotation(ins.qnb);
+      const Matrix before = rotation(Matrix(ins.qnb, 4));
       EXPECT_LT(distance(ins.Cnb, before), 1e-14);
       double p[4], product[4], left[4];
       rv2q(rv.data(), p);
       EXPECT_LT(distance(p, turn(rv)), 1e-15);
       qmul(p, ins.qnb, product);
-      EXPECT_LT((rotation(product) - rotation(turn(rv)) * before).norm(), 1e-14);
+      EXPECT_LT((rotation(Matrix(product, 4)) - rotation(turn(rv)) * before).norm(), 1e-14);
       std::copy_n(ins.qnb, 4, left);
       qdelphi(left, rv.data());
       EXPECT_LT(distance(left, Matrix(product, 4)), 1e-15);
       Matrix overwritten = rv;
       qupdt2(ins, overwritten.data());
-      EXPECT_LT((rotation(ins.qnb) - before * rotation(turn(rv))).norm(), 1e-14);
+      EXPECT_LT((rotation(Matrix(ins.qnb, 4)) - before * rotation(turn(rv))).norm(), 1e-14);
       EXPECT_LT((overwritten - turn(rv).part(1, 0)).norm(), 1e-15);
     }
   }
@@ -87,7 +87,7 @@ TEST(EulerAngles, RoundTripInBothOrders) {
     }
     const Matrix acc = attitude(1, pitch, roll, yaw).transpose() * Matrix{0, 0, 9.7};
     InitQnb(acc.data(), nullptr, q);
-    EXPECT_LT((rotation(q) - attitude(1, pitch, roll, 0.0)).norm(), 1e-13);
+    EXPECT_LT((rotation(Matrix(q, 4)) - attitude(1, pitch, roll, 0.0)).norm(), 1e-13);
   }
   const double longer_than_one[4] = {0.7072, 0.7072, 0.0, 0.0};  // pitch 90 degrees
   INS upright = navigator(2, Matrix::identity(3));
