@@ -36,6 +36,6 @@ inline constexpr double kAssumedUpVelocityAccuracy = 1.0;  // m/s
 // At a crawl (0.5 m/s) without a known bearing the velocity is 0 with sqrt(s^2 + v^2). What is
 // unknown becomes an accuracy of 0, so that the fix does not pass the engine's test by what nobody
 // has stated; an unknown position or altitude becomes 0.
-ZUVDR_EXPORT GpsData to_gps_data(const PhoneFix& fix);
+GpsData to_gps_data(const PhoneFix& fix);
 
 }  // namespace zuvdr

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <variant>
 
-#include "tools/evaluation/engine_probe.h"
+#include "host/engine_probe.h"
 #include "tools/evaluation/steps.h"
 #include "tools/simulation/simulation.h"
 
@@ -24,7 +24,7 @@ class Recorder {
     if (const auto* sensor = std::get_if<tools::SensorRow>(&row)) {
       if (!started_) recording_.start_ns = sensor->event.timestamp;
       started_ = true;
-      if (const auto epoch = tools::pair_epoch(sensor->event)) add(*epoch);
+      if (const auto epoch = pair_epoch(sensor->event)) add(*epoch);
     } else if (const auto* step = std::get_if<tools::StepRow>(&row); step != nullptr && started_) {
       recording_.steps.reference.push_back(seconds_since(recording_.start_ns, step->time_ns));
     }

@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "tests/host/trace_rows.h"
@@ -82,14 +83,17 @@ struct Column {
   }
 };
 
-class GoldenTrack : public testing::TestWithParam<const char*> {};
+// A log, and whether a host without care plays it.
+class GoldenTrack : public testing::TestWithParam<std::tuple<const char*, bool>> {};
 
 TEST_P(GoldenTrack, IsWhatTheEngineAnswers) {
-  const std::string path = std::string(ZUVDR_GOLDEN) + '/' + GetParam();
+  const auto [log, through_host] = GetParam();
+  const std::string path = std::string(ZUVDR_GOLDEN) + '/' + log;
   const Strings expected = unpacked_lines(path + ".track.csv.gz");
   Strings got;
-  trace_rows(path + ".csv.gz", [&got](const std::string& line) { got.push_back(line); });
-  ASSERT_EQ(got.size(), expected.size()) << "rows of " << GetParam();
+  trace_rows(
+      path + ".csv.gz", [&got](const std::string& line) { got.push_back(line); }, through_host);
+  ASSERT_EQ(got.size(), expected.size()) << "rows of " << log;
   ASSERT_GT(got.size(), 100U);
   ASSERT_EQ(got[0], expected[0]);
   const Strings names = split(got[0], ',');
@@ -103,7 +107,7 @@ TEST_P(GoldenTrack, IsWhatTheEngineAnswers) {
   for (std::size_t c = 0; c < names.size(); ++c) {
     const Column& column = columns[c];
     if (column.rows_that_differ == 0) continue;
-    ADD_FAILURE() << GetParam() << ", " << names[c] << ": " << column.rows_that_differ << " of "
+    ADD_FAILURE() << log << ", " << names[c] << ": " << column.rows_that_differ << " of "
                   << got.size() - 1 << " rows differ, by up to " << column.largest
                   << (names[c].find("_P") == std::string::npos ? "" : " of the value")
                   << "; first row " << column.first << ": expected "
@@ -112,11 +116,13 @@ TEST_P(GoldenTrack, IsWhatTheEngineAnswers) {
   }
 }
 INSTANTIATE_TEST_SUITE_P(Logs, GoldenTrack,
-                         testing::Values("drive", "walk", "mixed", "meridian", "bad-input"),
+                         testing::Combine(testing::Values("drive", "walk", "mixed", "meridian",
+                                                          "bad-input"),
+                                          testing::Bool()),
                          [](const auto& tested) {
-                           std::string name = tested.param;
+                           std::string name = std::get<0>(tested.param);
                            std::replace(name.begin(), name.end(), '-', '_');
-                           return name;
+                           return name + (std::get<1>(tested.param) ? "_by_a_host" : "");
                          });
 
 }  // namespace

@@ -6,13 +6,15 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <string>
 #include <variant>
 
 #include "ZuVDR.h"
 #include "engine/insZuAlgo.h"
-#include "tools/evaluation/engine_probe.h"
+#include "host/engine_probe.h"
+#include "host/host.h"
 #include "tools/logs/event_log.h"
 
 namespace zuvdr::tests {
@@ -22,9 +24,10 @@ inline std::string digits(double x) {
   return std::isnan(x) ? "nan" : fmt::format("{}", x);
 }
 
-// Calls write_line(line) for the header and for every fix.
+// Calls write_line(line) for the header and for every fix. Through a host without any care: by its
+// calls instead of plain ones.
 template <typename WriteLine>
-void trace_rows(const std::string& log, WriteLine write_line) {
+void trace_rows(const std::string& log, WriteLine write_line, bool through_host = false) {
   tools::EventLogReader reader(log);
   tools::EventRow row;
   std::string line =
@@ -32,23 +35,32 @@ void trace_rows(const std::string& log, WriteLine write_line) {
   for (int i = 0; i < 18; ++i) fmt::format_to(std::back_inserter(line), ",vehicle_P{}", i);
   for (int i = 0; i < 4; ++i) fmt::format_to(std::back_inserter(line), ",walker_P{}", i);
   write_line(line + ",log");
-  Reset();
+  const auto answer = [&](std::int64_t time, int status, double latitude, double longitude) {
+    const EngineProbe probe = probe_engine();
+    line = fmt::format("{},{},{},{},{},{},{},{},{}", time, status, digits(latitude),
+                       digits(longitude), GetCarFlag(), GetPdrFlag(), probe.bout_steps,
+                       probe.total_steps, digits(probe.pedestrian_speed));
+    for (std::size_t i = 0; i < 18; ++i) line += ',' + digits(minsZuAlgo->kf.P[19 * i]);
+    for (std::size_t i = 0; i < 4; ++i) line += ',' + digits(minsZuAlgo->pdr_kf.P[5 * i]);
+    write_line(line + ',' + getAlgoLog());
+  };
+  Host host(HostOptions::none(), [&](const HostAnswer& got) {
+    answer(got.fix.time_ns, got.status, got.latitude, got.longitude);
+  });
   while (reader.next(row)) {
-    if (const auto* sensor = std::get_if<tools::SensorRow>(&row)) {
+    const auto* sensor = std::get_if<tools::SensorRow>(&row);
+    const auto* fix = std::get_if<tools::FixRow>(&row);
+    if (through_host) {
+      if (sensor != nullptr) host.sensor(sensor->event);
+      if (fix != nullptr) host.fix(fix->fix, fix->sample);
+    } else if (sensor != nullptr) {
       UpdateLocationbySensorEvent(sensor->event);
-    } else if (const auto* fix = std::get_if<tools::FixRow>(&row)) {
+    } else if (fix != nullptr) {
       SyncGPSEventforFusion(&fix->fix);
       const int status = UpdateLocationbyGPSEvent(fix->sample);
       Location location{};
       GetLocation(&location);
-      const tools::EngineProbe probe = tools::probe_engine();
-      line = fmt::format("{},{},{},{},{},{},{},{},{}", fix->fix.time_ns, status,
-                         digits(location.latitude), digits(location.longitude), GetCarFlag(),
-                         GetPdrFlag(), probe.bout_steps, probe.total_steps,
-                         digits(probe.pedestrian_speed));
-      for (std::size_t i = 0; i < 18; ++i) line += ',' + digits(minsZuAlgo->kf.P[19 * i]);
-      for (std::size_t i = 0; i < 4; ++i) line += ',' + digits(minsZuAlgo->pdr_kf.P[5 * i]);
-      write_line(line + ',' + getAlgoLog());
+      answer(fix->fix.time_ns, status, location.latitude, location.longitude);
     }
   }
 }

@@ -23,9 +23,10 @@ struct Journey {
   }
 };
 
-inline Journey play(const std::vector<tools::EventRow>& rows) {
+inline Journey play(const std::vector<tools::EventRow>& rows,
+                    const HostOptions& care = HostOptions::none()) {
   Journey journey;
-  tools::Replay replay([&journey](const tools::TrackRow& row) { journey.track.push_back(row); });
+  tools::Replay replay([&](const tools::TrackRow& row) { journey.track.push_back(row); }, care);
   for (const tools::EventRow& row : rows) replay.play(row);
   replay.flush();
   journey.summary = replay.finish(0);

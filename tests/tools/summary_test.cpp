@@ -86,7 +86,7 @@ TEST(SummaryErrorsTest, AFrozenPositionInAnOutageIsAnError) {
   EXPECT_EQ(errors.count(), 5U);  // not the first, which a fix corrected
   EXPECT_NEAR(errors.largest(), 4 * 111.31949, 1e-4);
   EXPECT_EQ(summary.errors(ErrorGroup::kFused).count(), 5U);
-  summary.finish(EngineHost(), 0);
+  summary.finish(EngineHost({}), 0);
   ASSERT_EQ(summary.outages().size(), 1U);
   EXPECT_NEAR(summary.outages()[0].error, 0.0, 1e-6);
   EXPECT_NEAR(summary.outages()[0].largest_error, 4 * 111.31949, 1e-4);

@@ -1,17 +1,18 @@
-// Drives the engine as a host does: through the C interface, one call for every row of a log.
+// Drives the engine for a log, with the care of a host or without, and gathers what it answers.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 
-#include "tools/evaluation/engine_probe.h"
+#include "host/host.h"
 #include "tools/logs/event_log.h"
 #include "tools/logs/track.h"
 
 namespace zuvdr::tools {
 
 // What a fused position is.
-enum class Output { kRaw, kVehicle, kWalker };
+using Output = Source;
 
 struct FixAnswer {
   TrackRow row;  // without truth
@@ -31,16 +32,22 @@ struct FixAnswer {
 // The engine is one per process, so there should be one host.
 class EngineHost {
  public:
-  EngineHost();  // resets the engine
+  // Resets the engine. Without care an answer comes in the call that hands the fix over.
+  explicit EngineHost(std::function<void(const FixAnswer&)> answer,
+                      const HostOptions& care = HostOptions::none());
+  EngineHost(const EngineHost&) = delete;
+  EngineHost& operator=(const EngineHost&) = delete;
 
-  void deliver(const SensorRow& row);
-  FixAnswer deliver(const FixRow& row);
+  void deliver(const SensorRow& row) { host_.sensor(row.event); }
+  void deliver(const FixRow& row) { host_.fix(row.fix, row.sample); }
+  void flush() { host_.flush(); }  // at the end of a log
 
-  std::int64_t epochs_processed() const;
-  std::int64_t epochs_waiting() const;  // for a later fix
+  std::int64_t epochs_processed() const { return host_.epochs_processed(); }
+  std::int64_t epochs_waiting() const { return host_.epochs_waiting(); }  // for a later fix
 
  private:
-  std::int64_t epochs_paired_ = 0;
+  std::function<void(const FixAnswer&)> answer_;
+  Host host_;
 };
 
 }  // namespace zuvdr::tools

@@ -19,23 +19,28 @@ constexpr std::size_t kMostWaiting = 1000;  // rows, however dense the fixes are
 
 }  // namespace
 
-Replay::Replay(std::function<void(const TrackRow&)> deliver) : deliver_(std::move(deliver)) {}
+Replay::Replay(std::function<void(const TrackRow&)> deliver, const HostOptions& care)
+    : deliver_(std::move(deliver)),
+      host_([this](const FixAnswer& answer) { take(answer); }, care) {}
 
 void Replay::play(const EventRow& row, std::int64_t line) {
   summary_.add(row, line);
   if (const auto* sensor = std::get_if<SensorRow>(&row)) {
     host_.deliver(*sensor);
   } else if (const auto* fix = std::get_if<FixRow>(&row)) {
-    FixAnswer answer = host_.deliver(*fix);
-    if (std::fabs(seconds_between(fix->fix.time_ns, now())) > kLongestSilence) {
-      answer.log_time_ns = now();
-    }
-    summary_.watch(answer);
-    waiting_.push_back({answer, now()});
+    host_.deliver(*fix);
   } else if (const auto* truth = std::get_if<TruthRow>(&row)) {
     truth_.add(*truth);
   }
   while (!waiting_.empty() && settled(waiting_.front())) hand_out_front();
+}
+
+void Replay::take(FixAnswer answer) {
+  if (std::fabs(seconds_between(answer.row.time_ns, now())) > kLongestSilence) {
+    answer.log_time_ns = now();
+  }
+  summary_.watch(answer);
+  waiting_.push_back({answer, now()});
 }
 
 // Not that of the fixes: a wild stamp would hold up all rows behind it.
@@ -62,6 +67,7 @@ void Replay::hand_out_front() {
 }
 
 void Replay::flush() {
+  host_.flush();
   while (!waiting_.empty()) hand_out_front();
 }
 

@@ -17,7 +17,8 @@ class Replay {
  public:
   // `deliver` gets every row of the track, in order of the fixes. A row waits for the truth that
   // follows it in the log, at most for a few fixes.
-  explicit Replay(std::function<void(const TrackRow&)> deliver);
+  explicit Replay(std::function<void(const TrackRow&)> deliver,
+                  const HostOptions& care = HostOptions::none());
 
   // `line`: where the row stands in the log; 0: unknown.
   void play(const EventRow& row, std::int64_t line = 0);
@@ -34,6 +35,7 @@ class Replay {
     std::int64_t since_ns;  // time of the log
   };
 
+  void take(FixAnswer answer);
   std::int64_t now() const;
   bool settled(const Waiting& waiting) const;
   void hand_out_front();

@@ -12,9 +12,9 @@
 #include <utility>
 #include <variant>
 
+#include "host/engine_probe.h"
 #include "pdr/step_networks.h"
 #include "pdr/step_state_machine.h"
-#include "tools/evaluation/engine_probe.h"
 #include "tools/logs/line_reader.h"
 #include "tools/logs/text_fields.h"
 #include "tools/logs/time_difference.h"

@@ -1,9 +1,9 @@
-#include "tools/evaluation/engine_probe.h"
+#include "host/engine_probe.h"
 
 #include <cmath>
 #include <numbers>
 
-namespace zuvdr::tools {
+namespace zuvdr {
 
 EngineProbe probe_engine() {
   const insZuAlgo& engine = *minsZuAlgo;
@@ -29,4 +29,4 @@ std::optional<SensorEpoch> pair_epoch(const SensorData& event) {
   return epoch;
 }
 
-}  // namespace zuvdr::tools
+}  // namespace zuvdr

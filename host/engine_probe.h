@@ -1,4 +1,4 @@
-// What the C interface does not tell, read from the engine itself. The only place in tools/ that
+// What the C interface does not tell, read from the engine itself. The only place outside it that
 // knows the engine's class; its answers change with every call that drives the engine.
 #pragma once
 
@@ -9,7 +9,7 @@
 #include "ZuVDR.h"
 #include "engine/insZuAlgo.h"
 
-namespace zuvdr::tools {
+namespace zuvdr {
 
 struct EngineProbe {
   std::int64_t last_epoch_time;  // of the epoch processed last, ns; 0 before the first
@@ -33,4 +33,4 @@ EngineProbe probe_engine();
 // completes.
 std::optional<SensorEpoch> pair_epoch(const SensorData& event);
 
-}  // namespace zuvdr::tools
+}  // namespace zuvdr

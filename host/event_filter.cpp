@@ -1,0 +1,42 @@
+#include "host/event_filter.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "nav/clock.h"
+
+namespace zuvdr {
+namespace {
+
+constexpr double kFarthest = 4e18;  // ns from 0, 127 years: differences and bins stay within int64
+
+bool near(std::int64_t a, std::int64_t b) {
+  return std::abs(elapsed_seconds(a, b)) <
+         static_cast<double>(EventFilter::kLongestJump) / kNanosecondsPerSecond;
+}
+
+}  // namespace
+
+bool EventFilter::accepts(const SensorData& event) {
+  const auto stream =
+      std::ranges::find(streams_, event.type, [](const Stream& s) { return s.type; });
+  if (stream == streams_.end()) return false;
+  const std::size_t used = event.type == ZUVDR_SENSOR_PRESSURE ? 1 : 6;
+  if (!std::all_of(event.values, event.values + used, [](double v) { return std::isfinite(v); })) {
+    return false;
+  }
+  const std::int64_t time = event.timestamp;
+  if (std::abs(static_cast<double>(time)) > kFarthest) return false;
+  if (stream->last && !near(time, *stream->last)) {
+    const bool confirmed = stream->suspect && near(time, *stream->suspect);
+    stream->suspect = time;
+    if (!confirmed) return false;
+  } else if (stream->last && time <= *stream->last) {
+    return false;
+  }
+  stream->last = time;
+  stream->suspect.reset();
+  return true;
+}
+
+}  // namespace zuvdr

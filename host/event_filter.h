@@ -1,0 +1,32 @@
+// Which sensor events may reach the engine: finite ones whose time advances.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+#include "ZuVDR.h"
+
+namespace zuvdr {
+
+class EventFilter {
+ public:
+  // False: the event is to be dropped. Times advance by type. A stamp more than kLongestJump away
+  // is believed when the next one of its type comes with it: one wild stamp silences nothing.
+  bool accepts(const SensorData& event);
+
+  static constexpr std::int64_t kLongestJump = 10'000'000'000;  // ns
+
+ private:
+  struct Stream {
+    std::int32_t type;
+    std::optional<std::int64_t> last = {};
+    std::optional<std::int64_t> suspect = {};
+  };
+  std::array<Stream, 4> streams_{{{ZUVDR_SENSOR_ACCELEROMETER},
+                                  {ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED},
+                                  {ZUVDR_SENSOR_MAGNETOMETER_UNCALIBRATED},
+                                  {ZUVDR_SENSOR_PRESSURE}}};
+};
+
+}  // namespace zuvdr
