@@ -28,6 +28,7 @@ struct Options {
   std::vector<std::string> out;
   std::string plot;
   bool lenient = false;
+  bool care = false;
 };
 
 void run(const Options& options) {
@@ -41,10 +42,12 @@ void run(const Options& options) {
   std::vector<std::unique_ptr<TrackWriter>> writers;
   for (const std::string& path : options.out) writers.push_back(TrackWriter::open(path));
   std::vector<NamedTrack> track(1);  // a picture needs all rows
-  Replay replay([&](const TrackRow& row) {
-    for (const auto& writer : writers) writer->write(row);
-    if (picture) track.front().rows.push_back(row);
-  });
+  Replay replay(
+      [&](const TrackRow& row) {
+        for (const auto& writer : writers) writer->write(row);
+        if (picture) track.front().rows.push_back(row);
+      },
+      options.care ? HostOptions{} : HostOptions::none());
   const auto complete = [&] {
     for (const auto& writer : writers) writer->close();
     if (picture) plot_tracks(track, std::filesystem::path(options.plot).stem().string(), *picture);
@@ -100,6 +103,11 @@ void add_replay_command(CLI::App& app) {
   command->add_flag(
       "--lenient", options->lenient,
       "Skip malformed rows instead of stopping at the first; the first ten are named");
+  command->add_flag(
+      "--care", options->care,
+      "Drive the engine as a careful host does (any sensor rate, stamps that advance, the "
+      "position at the time of the fix, rows of its own while fixes stay away, all of "
+      "the earth), not by plain calls");
   command->footer(
       R"(The summary goes to standard output, or to standard error when a track or picture goes there.
 With T rows in the log it gives errors: those of the vehicle's positions are taken at the time
