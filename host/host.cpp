@@ -15,13 +15,14 @@ constexpr double kLongestWait = 1.0;  // s, for the epochs of a fix
 // fix that comes after a row of a later stamp is lost.
 constexpr double kOutageBegins = 1.5;
 constexpr double kRowInterval = 1.0;   // s
+constexpr double kWildStamp = 10.0;    // s from all others
 constexpr double kExitInterval = 1.0;  // s
 
 constexpr double kMetresPerDegree = 111'319.49;  // of a great circle at the equator
 
 // Where the fix was `seconds` before, by its velocity.
 GpsData before(GpsData fix, double seconds) {
-  fix.time_ns -= std::llround(seconds * kNanosecondsPerSecond);
+  fix.time_ns = elapsed_ns(fix.time_ns, std::llround(seconds * kNanosecondsPerSecond));
   fix.latitude -= fix.vel_n * seconds / kMetresPerDegree;
   const double parallel = std::cos(fix.latitude * 3.14159265358979323846 / 180.0);
   fix.longitude -= fix.vel_e * seconds / (kMetresPerDegree * std::max(parallel, 1e-3));
@@ -83,8 +84,7 @@ void Host::feed(SensorData event) {
 
 void Host::fix(const GpsData& fix, int sample) {
   if (options_.outages && sample != 0) return;
-  if (options_.time_stamps && (!finite(fix) || (last_handed_ && fix.time_ns <= *last_handed_) ||
-                               (now_ && std::fabs(elapsed_seconds(fix.time_ns, *now_)) > 10.0))) {
+  if (options_.time_stamps && !advances(fix)) {
     ++counts_.fixes_dropped;
     return;
   }
@@ -99,6 +99,16 @@ void Host::fix(const GpsData& fix, int sample) {
   last_fix_ = fix;
   fix_arrival_ = now_.value_or(fix.time_ns);
   hand_over(fix, sample);
+}
+
+// A wild stamp is far both from the sensors and, where these are silent, from the last fix.
+bool Host::advances(const GpsData& fix) const {
+  if (!finite(fix)) return false;
+  if (last_handed_ && fix.time_ns <= *last_handed_) return false;
+  const auto near = [&fix](const std::optional<std::int64_t>& time) {
+    return !time || std::fabs(elapsed_seconds(fix.time_ns, *time)) < kWildStamp;
+  };
+  return near(now_) || (last_handed_ && near(last_handed_));
 }
 
 void Host::hand_over(const GpsData& fix, int sample) {

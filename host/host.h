@@ -81,6 +81,7 @@ class Host {
   };
 
   void feed(SensorData event);
+  bool advances(const GpsData& fix) const;
   void hand_over(const GpsData& fix, int sample);
   void answer_pending();
   void keep_going();

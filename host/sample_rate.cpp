@@ -1,11 +1,14 @@
 #include "host/sample_rate.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "nav/clock.h"
 
 namespace zuvdr {
 namespace {
+
+constexpr double kFarthest = 9e18;  // ns from 0: the ends of bins stay within int64
 
 std::int64_t bin_of(std::int64_t time) {
   const std::int64_t quotient = time / SampleRate::kBin;
@@ -15,6 +18,7 @@ std::int64_t bin_of(std::int64_t time) {
 }  // namespace
 
 void SampleRate::add(const SensorData& event) {
+  if (std::abs(static_cast<double>(event.timestamp)) > kFarthest) return;
   if (event.type == ZUVDR_SENSOR_ACCELEROMETER) accelerometer_.add(event);
   if (event.type == ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED) gyroscope_.add(event);
 }
