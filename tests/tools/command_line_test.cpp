@@ -53,6 +53,8 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
       {"simulate drive --out new.csv --mounting 1,2,3,", 1,
        "--mounting: 1,2,3, is neither flat, upright, landscape nor ROLL,PITCH,YAW in degrees ("
        "zuvdr simulate --help tells more)"},
+      {"simulate walk --out new.csv --begin 4000", 1,
+       "no rows are left by --begin (zuvdr simulate --help tells more)"},
       {"steps log.csv --json x --scores x", 1, "x: the same file as the output x"},
       {"replay log.csv --out new.csv --plot none/new.svg", 1, "none/new.svg" + no_folder},
       {"replay log.csv --plot new.svg --out - --out none/t.csv", 1, "none/t.csv" + no_folder},
@@ -92,7 +94,8 @@ TEST_F(ProgramTest, SimulatesNothingForACommandThatMakesNoSense) {
        {"fly", "walk --tunnel 20", "walk --mounting flat", "drive --carry hand",
         "drive --mounting 1,2", "walk --cadence nan", "drive --latitude -5", "drive --walker 3",
         "walk --road rough", "handling --carry pocket", "handling --mounting flat",
-        "walk --carry hat", "drive --road icy"}) {
+        "walk --carry hat", "drive --road icy", "walk --idle diesel", "walk --mounting-yaw 9",
+        "drive --jitter 0.2"}) {
     EXPECT_EQ(run("simulate " + arguments + " --out log").status, 1) << arguments;
     EXPECT_FALSE(std::filesystem::exists(path("log"))) << arguments;
   }
@@ -101,6 +104,12 @@ TEST_F(ProgramTest, SimulatesNothingForACommandThatMakesNoSense) {
 TEST_F(ProgramTest, SeedsAreDecimal) {
   const std::string command = "simulate handling --out - --seed ";
   EXPECT_TRUE(run(command + "08 --walker 010").out == run(command + "8 --walker 10").out);
+}
+
+TEST_F(ProgramTest, AMountedPhoneIsTurnedInTheCar) {
+  const std::string command = "simulate drive --motion-only --out - ";
+  EXPECT_TRUE(run(command + "--mounting landscape --mounting-yaw 40").out ==
+              run(command + "--mounting -80,0,-50").out);
 }
 
 TEST_F(ProgramTest, SkippedRowsAreNamed) {

@@ -10,6 +10,7 @@
 #include <map>
 #include <numbers>
 #include <numeric>
+#include <optional>
 #include <queue>
 #include <string>
 #include <tuple>
@@ -76,7 +77,7 @@ TEST(Trajectory, ForceAndRateLeadAlongTheTruth) {
   };
   for (const RouteOptions& options :
        {RouteOptions{.seed = 11, .car_mounting = {4, 70, -12}},
-        {.seed = 2, .road = Road::kRough},
+        {.seed = 2, .road = Road::kRough, .idle = Idle::kDiesel},
         {.scenario = Scenario::kMixed, .carry = Carry::kPocket, .cadence = 2.1},
         {.scenario = Scenario::kWalk, .carry = Carry::kSwing, .cadence = 1.3, .walker = 5},
         {.scenario = Scenario::kHandling, .seed = 3, .walker = 2}}) {
@@ -122,6 +123,54 @@ TEST(Trajectory, MountingTurnsThePhoneAndTheCarLeans) {
     EXPECT_NEAR(velocity[0], 20 * std::cos(0.1), 0.15);
     EXPECT_LT(distance(drive.at(15).to_body(velocity), times(20, north)), 0.15);
   }
+}
+
+// v in a phone's axes, in the car's: undone are first roll about y, then pitch about x, then yaw
+// about z. Degrees.
+Vector3 in_car(const Mounting& mounting, Vector3 v) {
+  const auto turn = [&v](std::size_t from, std::size_t to, double degrees) {
+    const double c = std::cos(degrees * kDegree), s = std::sin(degrees * kDegree);
+    const double a = v[from], b = v[to];
+    v[from] = c * a - s * b;
+    v[to] = s * a + c * b;
+  };
+  turn(2, 0, mounting.roll);
+  turn(1, 2, mounting.pitch);
+  turn(1, 0, mounting.yaw);
+  return v;
+}
+
+TEST(Trajectory, EveryMountingFeelsTheSameCar) {
+  const Trajectory flat = make_trajectory({.car_mounting = {}});
+  for (const Mounting& mounting :
+       {Mounting{0, 75, 40}, {-80, 0, -90}, {-80, 0, 130}, {20, -35, 180}, {180, 0, 0}}) {
+    const Trajectory drive = make_trajectory({.car_mounting = mounting});
+    for (double t = 1.0; t < 500.0; t += 7.3) {
+      const Kinematics now = drive.at(t), usual = flat.at(t);
+      ASSERT_LT(distance(in_car(mounting, now.specific_force), usual.specific_force), 1e-9) << t;
+      ASSERT_LT(distance(in_car(mounting, now.rate), usual.rate), 1e-12) << t;
+    }
+  }
+}
+
+// Sums of the squared amplitudes, halved: 0.0378 (m/s^2)^2 upwards, 1.317e-5 (rad/s)^2 in all.
+TEST(EngineIdle, ADieselShakesTheCarThatStands) {
+  const Trajectory petrol = make_trajectory({}), diesel = make_trajectory({.idle = Idle::kDiesel});
+  const auto extra = [&](double begin, double end) {
+    std::pair<double, double> squares;
+    for (double t = begin; t < end; t += 1e-3) {
+      const Kinematics quiet = petrol.at(t), shaken = diesel.at(t);
+      squares.first += std::pow(shaken.acceleration[2] - quiet.acceleration[2], 2);
+      squares.second += std::pow(distance(shaken.rate, quiet.rate), 2);
+    }
+    const double samples = (end - begin) * 1e3;
+    return std::pair(std::sqrt(squares.first / samples), std::sqrt(squares.second / samples));
+  };
+  const auto [standing, turning] = extra(0.0, 10.0);
+  EXPECT_NEAR(standing, std::sqrt(0.0378), 0.004);
+  EXPECT_NEAR(turning, std::sqrt(1.317e-5), 0.0001);
+  EXPECT_LT(extra(25.0, 30.0).first, 0.3 * standing);                                   // 9 m/s
+  EXPECT_LT(extra(petrol.duration() - 1.0, petrol.duration()).first, 0.01 * standing);  // parked
 }
 
 TEST(Movement, GoesSmoothlyAndEndsWhereItShould) {
@@ -275,15 +324,22 @@ TEST(Barometer, FollowsTheStandardAtmosphere) {
   EXPECT_NEAR(change, 898.74 - 1013.25, 0.01);  // by tables of the standard atmosphere
 }
 
+// The deviation is a sum of two uniform numbers: reach / sqrt(6).
 TEST(SampleClock, StampsFollowTheSamples) {
-  for (const double rate : {25.0, 500.0}) {
-    SampleClock clock(rate, 3, "test");
+  using Case = std::tuple<double, std::optional<double>, double>;
+  for (const auto& [rate, jitter, reach] :
+       {Case(25.0, {}, 1e-3), Case(500.0, {}, 0.4e-3), Case(25.0, 5e-3, 5e-3),
+        Case(200.0, 5e-3, 2.25e-3), Case(100.0, 0.0, 0.0)}) {
+    SampleClock clock(rate, 3, "test", jitter);
     std::int64_t last = -1'000'000'000;
+    std::vector<double> deviations;
     for (int i = 0; i < 5000; ++i) {
       const auto [sampled, stamp] = clock.next();
       ASSERT_GT(stamp, std::exchange(last, stamp));
-      ASSERT_NEAR(static_cast<double>(stamp) * 1e-9, sampled, 1.001e-3);
+      deviations.push_back(static_cast<double>(stamp) * 1e-9 - sampled);
+      ASSERT_NEAR(deviations.back(), 0.0, 1.001 * reach + 1e-9);
     }
+    EXPECT_NEAR(deviation(deviations), reach / std::sqrt(6.0), 0.03 * reach + 1e-9) << rate;
   }
 }
 
@@ -440,6 +496,57 @@ TEST_F(Log, TheCarIsQuietAtStopsAndOnlyThere) {
   }
   EXPECT_LT(longest[1], 26);
   EXPECT_GT(longest[0], 200);
+}
+
+// Turns of the phone by a trapezoidal sum of the truth, against the samples at 25 to 200 Hz less
+// the sensor's bias: scale, misalignment, noise and the bias walk leave some hundredths of a
+// radian.
+TEST_F(Log, SamplesAtEveryRateAddUpToTheTruth) {
+  constexpr double kEnd = 150.0, kStep = 1e-2;
+  const Trajectory drive = make_trajectory(options_.route);
+  Vector3 turned{};
+  for (double t = 0; t < kEnd; t += kStep) {
+    const Vector3 begin = drive.at(t).rate, end = drive.at(t + kStep).rate;
+    for (std::size_t k = 0; k < 3; ++k) turned[k] += (begin[k] + end[k]) / 2 * kStep;
+  }
+  for (const double rate : {25.0, 100.0, 200.0}) {
+    options_.rate = rate;
+    options_.jitter = 0.4 / rate;
+    const TriaxialSensor sensor(kGyroscopeErrors, rate, options_.route.seed, "gyroscope");
+    std::map<std::int64_t, int> stamps;
+    Vector3 sum{};
+    std::int64_t last = 1'000'000'000'000;
+    for (const EventRow& row : simulate(options_)) {
+      const auto* felt = std::get_if<SensorRow>(&row);
+      if (felt == nullptr || felt->event.timestamp > 1'000'000'000'000 + std::llround(kEnd * 1e9))
+        continue;
+      ++stamps[felt->event.timestamp];
+      if (felt->event.type != ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED) continue;
+      const double interval = static_cast<double>(felt->event.timestamp - last) * 1e-9;
+      last = felt->event.timestamp;
+      for (std::size_t k = 0; k < 3; ++k)
+        sum[k] += (felt->event.values[k] - sensor.bias()[k]) * interval;
+    }
+    EXPECT_LT(distance(sum, turned), 0.06) << rate;
+    EXPECT_NEAR(static_cast<double>(stamps.size()), (2 * rate + 15) * kEnd, 0.003 * rate * kEnd)
+        << "every event has a stamp of its own";
+  }
+}
+
+TEST_F(Log, BeginsOnTheRoad) {
+  const std::string whole = written();
+  options_.begin = 80.0;
+  const std::string rest = written();
+  EXPECT_TRUE(whole.ends_with(rest));
+  EXPECT_NEAR(static_cast<double>(whole.size() - rest.size()) / static_cast<double>(whole.size()),
+              80.0 / make_trajectory(options_.route).duration(), 0.01);
+  for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+    for (const Scenario scenario : {Scenario::kDrive, Scenario::kMixed}) {
+      const Trajectory drive = make_trajectory({.scenario = scenario, .seed = seed});
+      for (double t = 80; t < 110; t += 0.5)
+        ASSERT_GT(distance(drive.at(t).velocity, {}), 4.0) << t;
+    }
+  }
 }
 
 TEST_F(Log, DependsOnTheSeedAndTheOptionsAlone) {

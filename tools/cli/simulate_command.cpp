@@ -1,14 +1,17 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <map>
 #include <memory>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "tools/cli/commands.h"
 #include "tools/logs/text_fields.h"
@@ -28,21 +31,30 @@ const std::map<std::string, Carry> kCarries = {
 
 const std::map<std::string, Road> kRoads = {{"smooth", Road::kSmooth}, {"rough", Road::kRough}};
 
+const std::map<std::string, Idle> kIdles = {{"petrol", Idle::kPetrol}, {"diesel", Idle::kDiesel}};
+
 // Leaning back a little, as holders hold them.
 const std::map<std::string, Mounting> kMountings = {
     {"flat", {0, 0, 0}}, {"upright", {0, 75, 0}}, {"landscape", {-80, 0, -90}}};
 
+// Exactly so many finite numbers between commas; throws FieldError.
+template <std::size_t count>
+std::array<double, count> parse_numbers(const std::string& text) {
+  std::array<double, count> numbers;
+  FieldSplitter fields(text);
+  for (double& number : numbers) {
+    number = fields.next_number<double>("number");
+    if (!std::isfinite(number)) fail_field("number", "not finite", text);
+  }
+  if (!fields.at_end()) fail_field("number", "one too many", text);
+  return numbers;
+}
+
 Mounting parse_mounting(const std::string& text) {
   if (const auto named = kMountings.find(text); named != kMountings.end()) return named->second;
   try {
-    double angles[3];
-    FieldSplitter fields(text);
-    for (double& angle : angles) {
-      angle = fields.next_number<double>("angle");
-      if (!std::isfinite(angle)) fail_field("angle", "not finite", text);
-    }
-    if (!fields.at_end()) fail_field("4", "one too many", text);
-    return {angles[0], angles[1], angles[2]};
+    const auto [roll, pitch, yaw] = parse_numbers<3>(text);
+    return {roll, pitch, yaw};
   } catch (const FieldError&) {
     throw CLI::ValidationError(
         "--mounting", fmt::format("{} is neither flat, upright, landscape nor ROLL,PITCH,YAW in "
@@ -50,6 +62,8 @@ Mounting parse_mounting(const std::string& text) {
                                   text));
   }
 }
+
+constexpr double kLongestTrip = 86400.0;  // s
 
 // CLI::Range lets NaN pass.
 CLI::Validator between(double low, double high) {
@@ -80,8 +94,10 @@ CLI::Validator whole_number() {
 
 void run(const SimulationOptions& options, const std::string& path) {
   EventLogWriter writer(path);
+  const std::vector<EventRow> rows = simulate(options);
+  if (rows.empty()) throw CLI::ValidationError("no rows are left by --begin");
   for (const std::string& line : describe(options)) writer.comment(line);
-  for (const EventRow& row : simulate(options)) writer.write(row);
+  for (const EventRow& row : rows) writer.write(row);
   writer.close();
 }
 
@@ -93,7 +109,10 @@ void add_simulate_command(CLI::App& app) {
     std::string scenario;
     std::string mounting = "upright";
     std::string carry = "hand";
+    double mounting_yaw = 0.0;
     std::string road = "smooth";
+    std::string idle = "petrol";
+    double jitter = 0.0;
     std::string out;
   };
   const auto arguments = std::make_shared<Arguments>();
@@ -123,6 +142,12 @@ void add_simulate_command(CLI::App& app) {
                        "how the phone lies in the car: flat, upright, landscape or ROLL,PITCH,YAW "
                        "in degrees")
           ->capture_default_str();
+  const CLI::Option* mounting_yaw =
+      command
+          ->add_option("--mounting-yaw", arguments->mounting_yaw,
+                       "the phone as mounted, turned clockwise in the car, degrees")
+          ->check(between(-360.0, 360.0))
+          ->capture_default_str();
   const CLI::Option* carry =
       command
           ->add_option("--carry", arguments->carry,
@@ -143,6 +168,16 @@ void add_simulate_command(CLI::App& app) {
       command->add_option("--road", arguments->road, "under the car: smooth or rough")
           ->check(CLI::IsMember(kRoads).description(""))
           ->capture_default_str();
+  const CLI::Option* idle =
+      command
+          ->add_option("--idle", arguments->idle,
+                       "of the engine at a standstill: petrol, or diesel, which shakes the car")
+          ->check(CLI::IsMember(kIdles).description(""))
+          ->capture_default_str();
+  command
+      ->add_option("--begin", options.begin, "of the log, s into the journey; a drive moves at 80")
+      ->check(between(0.0, kLongestTrip))
+      ->capture_default_str();
   command->add_flag("--motion-only", options.motion_only,
                     "accelerometer, gyroscope and steps, nothing else");
   command->add_option("--rate", options.rate, "of accelerometer and gyroscope, Hz")
@@ -154,6 +189,12 @@ void add_simulate_command(CLI::App& app) {
   command->add_option("--pressure-rate", options.pressure_rate, "Hz")
       ->check(between(0.5, 100.0))
       ->capture_default_str();
+  const CLI::Option* jitter =
+      command
+          ->add_option("--jitter", arguments->jitter,
+                       "most that sensor stamps deviate, s; up to 45 % of the interval, by default "
+                       "1 ms and 20 %")
+          ->check(between(0.0, 0.1));
   command->add_option("--latency", options.latency, "mean delay of a fix, s")
       ->check(between(0.0, 0.4))
       ->capture_default_str();
@@ -179,15 +220,19 @@ Example:
     };
     if (scenario != Scenario::kDrive) refuse(tunnel, "only a drive has a tunnel");
     if (!has_car(scenario)) {
-      refuse(mounting, "there is no car");
-      refuse(road, "there is no car");
+      for (const CLI::Option* of_car : {mounting, mounting_yaw, road, idle}) {
+        refuse(of_car, "there is no car");
+      }
     }
     if (!has_walk(scenario)) {
       refuse(carry, "nobody walks");
       refuse(cadence, "nobody walks");
     }
     if (scenario == Scenario::kDrive) refuse(walker, "nobody walks");
+    given.options.route.idle = kIdles.at(given.idle);
     given.options.route.car_mounting = parse_mounting(given.mounting);
+    given.options.route.car_mounting.yaw += given.mounting_yaw;
+    if (jitter->count() > 0) given.options.jitter = given.jitter;
     run(given.options, given.out);
   });
 }

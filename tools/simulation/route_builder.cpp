@@ -55,7 +55,8 @@ double RouteBuilder::varied(double value, double relative) {
 }
 
 void RouteBuilder::add(double duration, double speed, double turn, double slope) {
-  route_.legs.push_back({duration, speed, turn, slope, carrier_, sky_, mounting_, holding_});
+  route_.legs.push_back(
+      {duration, speed, turn, slope, carrier_, sky_, mounting_, holding_, engine_});
   speed_ = speed;
   time_ += duration;
 }

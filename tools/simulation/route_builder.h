@@ -27,6 +27,7 @@ class RouteBuilder {
   // The next leg ends with the phone held like this.
   void mounting(const Mounting& mounting) { mounting_ = mounting; }
   void holding(double holding) { holding_ = holding; }
+  void engine(double engine) { engine_ = engine; }
 
   // Stands still for about this time, s.
   void stand(double duration);
@@ -61,6 +62,7 @@ class RouteBuilder {
   RandomStream random_{0, ""};
   Mounting mounting_;
   double holding_ = 0.0;
+  double engine_ = 1.0;
   Carrier carrier_ = Carrier::kCar;
   Sky sky_ = Sky::kOpen;
   double speed_ = 0.0;

@@ -52,6 +52,7 @@ constexpr double kLeft = -90.0 * kDegree;
 
 void park(RouteBuilder& route) {
   route.reach(0.0, 1.3);
+  route.engine(0.0);
   route.stand(15.0);
 }
 
@@ -226,6 +227,7 @@ Route mixed(const RouteOptions& options, double speed) {
   walk_about(route, options, speed);
   route.carrier(Carrier::kCar);
   route.handle(options.car_mounting);
+  route.engine(1.0);
   route.section("homeward trip");
   route.stand(8.0);
   trip();
@@ -239,9 +241,11 @@ Route mixed(const RouteOptions& options, double speed) {
 Trajectory make_trajectory(const RouteOptions& options) {
   const double course = RandomStream(options.seed, "course").uniform(-kPi, kPi);
   const Gait gait(options.carry, options.cadence, options.walker, options.seed);
+  std::optional<EngineIdle> idle;
+  if (options.idle == Idle::kDiesel) idle.emplace(options.seed);
   const auto along = [&](Route route, const Mounting& mounting, std::optional<Gait> walker) {
     return Trajectory(std::move(route.legs), course, mounting, std::move(walker), options.seed,
-                      std::move(route.movements));
+                      std::move(route.movements), idle);
   };
   switch (options.scenario) {
     case Scenario::kWalk:

@@ -9,6 +9,7 @@ namespace zuvdr::tools {
 
 enum class Scenario { kDrive, kWalk, kMixed, kHandling };
 enum class Road { kSmooth, kRough };
+enum class Idle { kPetrol, kDiesel };
 
 constexpr bool has_car(Scenario scenario) {
   return scenario == Scenario::kDrive || scenario == Scenario::kMixed;
@@ -25,6 +26,7 @@ struct RouteOptions {
   Carry carry = Carry::kHand;          // where the walker has it
   double cadence = 1.85;               // steps/s
   Road road = Road::kSmooth;           // under the car
+  Idle idle = Idle::kPetrol;           // at its stops; only a diesel moves it
   std::uint64_t walker = 0;            // who walks or handles the phone; 0: the average walker
 };
 

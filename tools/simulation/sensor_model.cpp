@@ -8,6 +8,7 @@ namespace zuvdr::tools {
 namespace {
 
 constexpr double kStampJitter = 1e-3;     // s, greatest deviation of a time stamp
+constexpr double kMostJitter = 0.45;      // of the period: stamps keep increasing
 constexpr double kClockRateError = 1e-3;  // relative, greatest deviation of a sensor's rate
 
 // Barometer: 0.02 hPa of noise is 0.17 m; the weather moves by about 0.3 hPa in an hour.
@@ -98,16 +99,18 @@ double Barometer::sample(double altitude) {
   return quantise(pressure + offset_ + noise, kPressureCounts);
 }
 
-SampleClock::SampleClock(double rate, std::uint64_t seed, std::string_view name)
+SampleClock::SampleClock(double rate, std::uint64_t seed, std::string_view name,
+                         std::optional<double> jitter)
     : jitter_(seed, std::string(name) + " clock") {
   period_ = (1.0 + jitter_.uniform(-kClockRateError, kClockRateError)) / rate;
   phase_ = period_ * jitter_.uniform();
+  reach_ =
+      jitter ? std::min(*jitter, kMostJitter * period_) : std::min(kStampJitter, 0.2 * period_);
 }
 
 SampleClock::Tick SampleClock::next() {
   const double sampled = phase_ + static_cast<double>(count_++) * period_;
-  const double reach = std::min(kStampJitter, 0.2 * period_);
-  const double deviation = reach * 0.5 * (jitter_.uniform(-1.0, 1.0) + jitter_.uniform(-1.0, 1.0));
+  const double deviation = reach_ * 0.5 * (jitter_.uniform(-1.0, 1.0) + jitter_.uniform(-1.0, 1.0));
   return {sampled, std::llround((sampled + deviation) * 1e9)};
 }
 

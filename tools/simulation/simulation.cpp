@@ -87,7 +87,9 @@ class LogBuilder {
 
   static std::int64_t stamp(double t) { return kStartTime + std::llround(t * 1e9); }
 
-  void add(std::int64_t time_ns, const EventRow& row) { rows_.push_back({time_ns, row}); }
+  void add(std::int64_t time_ns, const EventRow& row) {
+    if (time_ns >= stamp(options_.begin)) rows_.push_back({time_ns, row});
+  }
 
   void add_truth() {
     const auto count = static_cast<std::int64_t>(trajectory_.duration() * kTruthRate);
@@ -120,7 +122,7 @@ class LogBuilder {
   void add_triaxial(int type, const SensorErrors& errors, const char* name, double rate,
                     const std::function<Vector3(const Kinematics&)>& quantity,
                     const std::function<double(const Vibration&)>& disturbance) {
-    SampleClock clock(rate, options_.route.seed, name);
+    SampleClock clock(rate, options_.route.seed, name, options_.jitter);
     TriaxialSensor sensor(errors, rate, options_.route.seed, name);
     const Vector3 estimate = sensor.bias_estimate();
     for (auto tick = clock.next(); tick.sampled < trajectory_.duration(); tick = clock.next()) {
@@ -136,7 +138,7 @@ class LogBuilder {
   }
 
   void add_pressure() {
-    SampleClock clock(options_.pressure_rate, options_.route.seed, "barometer");
+    SampleClock clock(options_.pressure_rate, options_.route.seed, "barometer", options_.jitter);
     Barometer barometer(options_.pressure_rate, options_.route.seed);
     for (auto tick = clock.next(); tick.sampled < trajectory_.duration(); tick = clock.next()) {
       SensorRow row{};
@@ -210,11 +212,14 @@ std::vector<std::string> describe(const SimulationOptions& options) {
                                 mounting.pitch, mounting.yaw));
   }
   if (rides && route.road == Road::kRough) lines.emplace_back("road: rough");
+  if (rides && route.idle == Idle::kDiesel) lines.emplace_back("idle: diesel");
   if (walks) {
     lines.push_back(
         fmt::format("carry: {}, {} steps per second", name_of(route.carry), route.cadence));
   }
   if (route.walker != 0) lines.push_back(fmt::format("walker: {}", route.walker));
+  if (options.begin > 0.0)
+    lines.push_back(fmt::format("begin: {} s into the journey", options.begin));
   if (options.motion_only) return lines;
   lines.emplace_back(
       "truth: T rows hold the phone's position and velocity and the attitude of what carries it");

@@ -1,6 +1,7 @@
 // Simulated event logs: everything a phone would hand the engine on a journey, with the truth.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,8 +17,10 @@ struct SimulationOptions {
   double rate = 25.0;               // of accelerometer and gyroscope, Hz
   double magnetometer_rate = 10.0;  // Hz
   double pressure_rate = 5.0;       // Hz
+  std::optional<double> jitter;     // of sensor stamps, s (SampleClock)
   double latency = 0.15;            // mean delay of a fix, s, at most 0.4
   bool motion_only = false;         // accelerometer, gyroscope and steps, nothing else
+  double begin = 0.0;               // s of the journey that are over when the log begins
 };
 
 // The rows of the log in the order in which they are handed over. The same options give the same

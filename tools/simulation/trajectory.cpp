@@ -75,10 +75,11 @@ Vector3 Kinematics::to_body(const Vector3& level) const {
 
 Trajectory::Trajectory(std::vector<Leg> legs, double course, const Mounting& mounting,
                        std::optional<Gait> gait, std::uint64_t seed,
-                       std::vector<Movement> movements)
+                       std::vector<Movement> movements, std::optional<EngineIdle> idle)
     : legs_(std::move(legs)),
       gait_(std::move(gait)),
       movements_(std::move(movements)),
+      idle_(std::move(idle)),
       steering_(seed, "road steering", kSteering, 0.08, 0.6),
       pitching_(seed, "road pitching", kPitching, 0.25, 1.6),
       rolling_(seed, "road rolling", kRolling, 0.25, 1.6),
@@ -90,7 +91,7 @@ Trajectory::Trajectory(std::vector<Leg> legs, double course, const Mounting& mou
                    Wander(seed, "hand moving forward", kHandMoving, 0.2, 1.2),
                    Wander(seed, "hand moving up", kHandMoving, 0.2, 1.2)} {
   if (legs_.empty()) throw std::invalid_argument("a trajectory needs a leg");
-  Knot knot{0.0, 0.0, course, 0.0, mounting, legs_.front().holding};
+  Knot knot{0.0, 0.0, course, 0.0, mounting, legs_.front().holding, legs_.front().engine};
   knots_.push_back(knot);
   for (const Leg& leg : legs_) {
     if (!(leg.duration > 0.0)) throw std::invalid_argument("a leg needs a duration");
@@ -99,7 +100,8 @@ Trajectory::Trajectory(std::vector<Leg> legs, double course, const Mounting& mou
             knot.course + leg.turn,
             leg.slope,
             leg.mounting,
-            leg.holding};
+            leg.holding,
+            leg.engine};
     knots_.push_back(knot);
   }
   Vector3 position{};
@@ -198,6 +200,15 @@ Kinematics Trajectory::at(double t) const {
     pitch = slope + kPitchPerAcceleration * derivative(speed) + roughness * pitching_.at(t);
     roll = roughness * rolling_.at(t) - kRollPerAcceleration * (speed * derivative(course));
     offset[2] = roughness * heaving_.at(t);
+    if (idle_) {
+      const Jet running = blend(index, t, begin.engine, end.engine);
+      const EngineIdle::Motion shaken = idle_->at(t, running * (constant(1.0) - roughness));
+      roll = roll + shaken.angles[0];
+      pitch = pitch + shaken.angles[1];
+      yaw = yaw + shaken.angles[2];
+      for (std::size_t axis = 0; axis < 3; ++axis)
+        offset[axis] = offset[axis] + shaken.offset[axis];
+    }
   } else if (gait_) {
     const Jet activity = (1.0 / gait_->walking_speed()) * blend(index, t, begin.speed, end.speed);
     const Gait::Motion motion = gait_->at(t, activity);

@@ -11,6 +11,7 @@
 #include <optional>
 #include <vector>
 
+#include "tools/simulation/engine_idle.h"
 #include "tools/simulation/gait.h"
 #include "tools/simulation/jet.h"
 #include "tools/simulation/movement.h"
@@ -40,6 +41,7 @@ struct Leg {
   Sky sky = Sky::kOpen;
   Mounting mounting = {};  // reached at the end
   double holding = 0.0;    // reached at the end: 0 lying or fixed, 1 swaying with hand or body
+  double engine = 1.0;     // reached at the end: 0 off, 1 running
 };
 
 struct Kinematics {
@@ -65,9 +67,10 @@ class Trajectory {
  public:
   // Begins at rest with this course (rad, clockwise from north). The gait moves the phone on the
   // walker's legs, in proportion to the speed; without one walkers glide. The seed shapes the road
-  // and the sway of the hand.
+  // and the sway of the hand. Without an idle motion the car at rest does not move.
   Trajectory(std::vector<Leg> legs, double course, const Mounting& mounting,
-             std::optional<Gait> gait, std::uint64_t seed, std::vector<Movement> movements = {});
+             std::optional<Gait> gait, std::uint64_t seed, std::vector<Movement> movements = {},
+             std::optional<EngineIdle> idle = {});
 
   double duration() const;  // s
 
@@ -84,6 +87,7 @@ class Trajectory {
     double speed, course, slope;
     Mounting mounting;
     double holding;
+    double engine;
   };
 
   std::size_t leg_index(double t) const;
@@ -101,6 +105,7 @@ class Trajectory {
   std::vector<Knot> knots_;  // one more than legs
   std::optional<Gait> gait_;
   std::vector<Movement> movements_;
+  std::optional<EngineIdle> idle_;
   Wander steering_, pitching_, rolling_, heaving_;
   std::array<Wander, 3> hand_turning_, hand_moving_;  // rad, m
   std::vector<std::vector<Vector3>> nodes_;  // by leg: positions at equal steps from its start
