@@ -53,8 +53,11 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
       {"simulate drive --out new.csv --mounting 1,2,3,", 1,
        "--mounting: 1,2,3, is neither flat, upright, landscape nor ROLL,PITCH,YAW in degrees ("
        "zuvdr simulate --help tells more)"},
+      {"simulate drive --out new.csv --gap 9,1 --gap 8,0", 1,
+       "--gap: 8,0 is not BEGIN,LENGTH: seconds and metres up to 86400, only BEGIN may be 0 ("
+       "zuvdr simulate --help tells more)"},
       {"simulate walk --out new.csv --begin 4000", 1,
-       "no rows are left by --begin (zuvdr simulate --help tells more)"},
+       "no rows are left by --begin, --gap and --silence (zuvdr simulate --help tells more)"},
       {"steps log.csv --json x --scores x", 1, "x: the same file as the output x"},
       {"replay log.csv --out new.csv --plot none/new.svg", 1, "none/new.svg" + no_folder},
       {"replay log.csv --plot new.svg --out - --out none/t.csv", 1, "none/t.csv" + no_folder},
@@ -90,12 +93,31 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
 }
 
 TEST_F(ProgramTest, SimulatesNothingForACommandThatMakesNoSense) {
-  for (const std::string arguments :
-       {"fly", "walk --tunnel 20", "walk --mounting flat", "drive --carry hand",
-        "drive --mounting 1,2", "walk --cadence nan", "drive --latitude -5", "drive --walker 3",
-        "walk --road rough", "handling --carry pocket", "handling --mounting flat",
-        "walk --carry hat", "drive --road icy", "walk --idle diesel", "walk --mounting-yaw 9",
-        "drive --jitter 0.2"}) {
+  for (const std::string arguments : {"fly",
+                                      "walk --tunnel 20",
+                                      "walk --mounting flat",
+                                      "drive --carry hand",
+                                      "drive --mounting 1,2",
+                                      "walk --cadence nan",
+                                      "drive --latitude -5",
+                                      "drive --walker 3",
+                                      "walk --road rough",
+                                      "handling --carry pocket",
+                                      "handling --mounting flat",
+                                      "walk --carry hat",
+                                      "drive --road icy",
+                                      "walk --idle diesel",
+                                      "walk --mounting-yaw 9",
+                                      "drive --jitter 0.2",
+                                      "drive --late 1.1",
+                                      "drive --batch 0",
+                                      "drive --jump-every 9",
+                                      "drive --fix-delay -1",
+                                      "drive --fix-clock nan",
+                                      "drive --gap 1,2,3",
+                                      "drive --jump 1,2",
+                                      "drive --silence -1,2",
+                                      "walk --motion-only --jump 1,2,3"}) {
     EXPECT_EQ(run("simulate " + arguments + " --out log").status, 1) << arguments;
     EXPECT_FALSE(std::filesystem::exists(path("log"))) << arguments;
   }

@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <system_error>
+#include <tuple>
 #include <vector>
 
 #include "tools/cli/commands.h"
@@ -92,10 +93,71 @@ CLI::Validator whole_number() {
           ""};
 }
 
+constexpr char kDelivery[] = "Delivery";
+constexpr char kGap[] = "BEGIN,LENGTH";
+constexpr char kJump[] = "BEGIN,LENGTH,METRES";
+
+// Fields of an interval, as many as it has members: the first from 0 on, the others above 0.
+template <class Interval, std::size_t count>
+CLI::Option* add_intervals(CLI::App& command, const char* name, const char* form,
+                           std::vector<Interval>& intervals, const char* description) {
+  const auto parse = [&intervals, name, form](const std::vector<std::string>& texts) {
+    for (const std::string& text : texts) {
+      try {
+        const std::array<double, count> numbers = parse_numbers<count>(text);
+        for (std::size_t i = 0; i < count; ++i) {
+          const bool inside = i == 0 ? numbers[i] >= 0.0 : numbers[i] > 0.0;
+          if (!inside || numbers[i] > kLongestTrip) fail_field("number", "out of range", text);
+        }
+        intervals.push_back(
+            std::apply([](auto... number) { return Interval{number...}; }, numbers));
+      } catch (const FieldError&) {
+        throw CLI::ValidationError(
+            name, fmt::format("{} is not {}: seconds and metres up to {}, only BEGIN may be 0",
+                              text, form, kLongestTrip));
+      }
+    }
+  };
+  return command.add_option_function<std::vector<std::string>>(name, parse, description)
+      ->type_name(form)
+      ->allow_extra_args(false)
+      ->group(kDelivery);
+}
+
+// Returns those that concern fixes alone.
+std::vector<const CLI::Option*> add_delivery_options(CLI::App& command, DeliveryOptions& options) {
+  const auto add = [&command](const char* name, double& value, const char* description) {
+    return command.add_option(name, value, description)->group(kDelivery);
+  };
+  add_intervals<Gap, 2>(command, "--gap", kGap, options.gaps,
+                        "no sensor events, fixes go on: seconds of the log; repeatable");
+  add_intervals<Gap, 2>(command, "--silence", kGap, options.silences,
+                        "neither sensor events nor fixes; repeatable");
+  add("--doubled", options.doubled, "share of sensor events that come twice")
+      ->check(between(0.0, 1.0))
+      ->capture_default_str();
+  add("--late", options.late, "share of sensor events that come up to 1 s late")
+      ->check(between(0.0, 1.0))
+      ->capture_default_str();
+  add("--batch", options.batch, "each sensor's events come together so often, s")
+      ->check(between(0.01, 1.0));
+  return {add("--fix-delay", options.fix_delay, "of all fixes, s on top of the latency")
+              ->check(between(0.0, 5.0))
+              ->capture_default_str(),
+          add("--fix-clock", options.fix_clock, "stamps of fixes ahead of the sensors' clock, s")
+              ->check(between(-1.0, 1.0))
+              ->capture_default_str(),
+          add_intervals<Jump, 3>(command, "--jump", kJump, options.jumps,
+                                 "fixes aside, with good accuracies; repeatable"),
+          add("--jump-every", options.jump_interval,
+              "about so often, s, fixes 20 to 200 m aside for 3 to 8 s")
+              ->check(between(10.0, kLongestTrip))};
+}
+
 void run(const SimulationOptions& options, const std::string& path) {
   EventLogWriter writer(path);
   const std::vector<EventRow> rows = simulate(options);
-  if (rows.empty()) throw CLI::ValidationError("no rows are left by --begin");
+  if (rows.empty()) throw CLI::ValidationError("no rows are left by --begin, --gap and --silence");
   for (const std::string& line : describe(options)) writer.comment(line);
   for (const EventRow& row : rows) writer.write(row);
   writer.close();
@@ -205,6 +267,8 @@ void add_simulate_command(CLI::App& app) {
       ->check(between(0.5, 179.5))
       ->capture_default_str();
 
+  const std::vector<const CLI::Option*> of_fixes = add_delivery_options(*command, options.delivery);
+
   command->footer(R"(Exit status: 0 done; 1 wrong usage, or the log could not be written.
 
 Example:
@@ -229,6 +293,9 @@ Example:
       refuse(cadence, "nobody walks");
     }
     if (scenario == Scenario::kDrive) refuse(walker, "nobody walks");
+    if (given.options.motion_only) {
+      for (const CLI::Option* option : of_fixes) refuse(option, "there are no fixes");
+    }
     given.options.route.idle = kIdles.at(given.idle);
     given.options.route.car_mounting = parse_mounting(given.mounting);
     given.options.route.car_mounting.yaw += given.mounting_yaw;

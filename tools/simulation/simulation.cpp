@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <utility>
 
 #include "nav/constants.h"
 #include "tools/simulation/angles.h"
@@ -198,7 +199,7 @@ const char* name_of(Carry carry) {
 }  // namespace
 
 std::vector<EventRow> simulate(const SimulationOptions& options) {
-  return LogBuilder(options).build();
+  return deliver(LogBuilder(options).build(), options.delivery, options.route.seed);
 }
 
 std::vector<std::string> describe(const SimulationOptions& options) {
@@ -220,6 +221,7 @@ std::vector<std::string> describe(const SimulationOptions& options) {
   if (route.walker != 0) lines.push_back(fmt::format("walker: {}", route.walker));
   if (options.begin > 0.0)
     lines.push_back(fmt::format("begin: {} s into the journey", options.begin));
+  for (std::string& line : describe(options.delivery)) lines.push_back(std::move(line));
   if (options.motion_only) return lines;
   lines.emplace_back(
       "truth: T rows hold the phone's position and velocity and the attitude of what carries it");
