@@ -22,7 +22,7 @@ struct SimulationOptions {
   double latency = 0.15;              // mean delay of a fix, s, at most 0.4
   bool motion_only = false;           // accelerometer, gyroscope and steps, nothing else
   double begin = 0.0;                 // s of the journey that are over when the log begins
-  DeliveryOptions delivery;
+  DeliveryOptions delivery = {};
 };
 
 // The rows of the log in the order in which they are handed over. The same options give the same
