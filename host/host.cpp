@@ -14,9 +14,11 @@ constexpr double kLongestWait = 1.0;  // s, for the epochs of a fix
 // s without a fix before the first row. The latency of receivers varies by 0.3 s and more, and a
 // fix that comes after a row of a later stamp is lost.
 constexpr double kOutageBegins = 1.5;
-constexpr double kRowInterval = 1.0;   // s
-constexpr double kWildStamp = 10.0;    // s from all others
-constexpr double kExitInterval = 1.0;  // s
+constexpr double kRowInterval = 1.0;     // s
+constexpr double kLongestLatency = 3.0;  // s, of a receiver
+constexpr double kLatencyKept = 0.95;    // of the longest one, by every fix
+constexpr double kWildStamp = 10.0;      // s from all others
+constexpr double kExitInterval = 1.0;    // s
 
 constexpr double kMetresPerDegree = 111'319.49;  // of a great circle at the equator
 
@@ -84,6 +86,10 @@ void Host::feed(SensorData event) {
 
 void Host::fix(const GpsData& fix, int sample) {
   if (options_.outages && sample != 0) return;
+  if (now_) {
+    const double latency = elapsed_seconds(*now_, fix.time_ns);
+    if (latency < kLongestLatency) latency_ = std::max(latency, kLatencyKept * latency_);
+  }
   if (options_.time_stamps && !advances(fix)) {
     ++counts_.fixes_dropped;
     return;
@@ -154,13 +160,13 @@ void Host::answer_pending() {
 // A row without a fix: the last position, standing, with accuracies that pass nothing.
 void Host::keep_going() {
   if (!last_fix_ || !last_handed_) return;
-  const double since_arrival = elapsed_seconds(*now_, fix_arrival_);
-  if (!in_outage_ && since_arrival < kOutageBegins) return;
-  if (in_outage_ && elapsed_seconds(*now_, *last_handed_) < kRowInterval) return;
-  if (*now_ <= *last_handed_) return;
+  if (!in_outage_ && elapsed_seconds(*now_, fix_arrival_) < kOutageBegins) return;
+  // Behind the sensors as fixes are: the first one that comes again must lie after the last row.
+  const std::int64_t time = elapsed_ns(*now_, std::llround(latency_ * kNanosecondsPerSecond));
+  if (elapsed_seconds(time, *last_handed_) < kRowInterval) return;
   flush();
   GpsData row{};
-  row.time_ns = *now_;
+  row.time_ns = time;
   row.latitude = last_fix_->latitude;
   row.longitude = last_fix_->longitude;
   row.altitude = last_fix_->altitude;

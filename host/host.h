@@ -99,6 +99,7 @@ class Host {
   std::optional<GpsData> last_fix_;
   std::int64_t fix_arrival_ = 0;             // on the sensors' clock
   std::optional<std::int64_t> last_handed_;  // stamp of the last fix or row
+  double latency_ = 0.0;                     // of late fixes, s
   bool in_outage_ = false;
   std::int64_t epochs_paired_ = 0;
 };

@@ -97,8 +97,11 @@ TEST(Host, ServesTheWholeEarthAtAnyRate) {
 }
 
 // The log's own rows without a fix are left out.
-TEST(Host, AnswersAtTheTimeOfTheFixAndKeepsGoingInATunnel) {
-  const auto rows = tools::simulate({.route = {.seed = 3, .tunnel = 40.0}});
+class HostInATunnel : public testing::TestWithParam<double> {};  // s, delay of the fixes
+
+TEST_P(HostInATunnel, KeepsGoingAndAnswersAtTheTimeOfTheFix) {
+  const auto rows = tools::simulate(
+      {.route = {.seed = 3, .tunnel = 40.0}, .delivery = {.fix_delay = GetParam()}});
   const Journey trip = play(rows, HostOptions{});
   int without_fix = 0, corrected = 0;
   const tools::TrackRow* before = nullptr;
@@ -117,6 +120,8 @@ TEST(Host, AnswersAtTheTimeOfTheFixAndKeepsGoingInATunnel) {
   EXPECT_GT(without_fix, 35);
   EXPECT_GT(corrected, 200);
 }
+
+INSTANTIATE_TEST_SUITE_P(Delays, HostInATunnel, testing::Values(0.0, 1.0));
 
 class HostOnNoise : public testing::TestWithParam<int> {};
 
