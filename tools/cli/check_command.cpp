@@ -12,8 +12,9 @@
 #include "tools/cli/progress_bar.h"
 #include "tools/cli/skipped_rows.h"
 #include "tools/evaluation/log_check.h"
-#include "tools/logs/event_log.h"
+#include "tools/logs/event_row.h"
 #include "tools/logs/line_reader.h"
+#include "tools/logs/open_log.h"
 #include "tools/logs/output_file.h"
 
 namespace zuvdr::tools {
@@ -33,22 +34,22 @@ struct CheckedLog {
 };
 
 CheckedLog check_log(const std::string& path, bool lenient) {
-  EventLogReader reader(path, lenient);
+  const auto reader = open_log(path, lenient);
   LogCheck check;
   try {
     ProgressBar bar;
     EventRow row;
-    while (reader.next(row)) {
-      check.add(row, reader.line_number());
-      bar.show(reader.progress());
+    while (reader->next(row)) {
+      check.add(row, reader->line_number());
+      bar.show(reader->progress());
     }
   } catch (const InputError&) {
-    print_skipped(reader.first_skipped(), reader.skipped());
+    print_skipped(*reader);
     throw;
   }
-  print_skipped(reader.first_skipped(), reader.skipped());
+  print_skipped(*reader);
   check.finish();
-  return {std::move(check), reader.skipped()};
+  return {std::move(check), reader->skipped()};
 }
 
 void print_text(const std::string& path, const CheckedLog& log, bool several) {
@@ -123,9 +124,11 @@ void run(const Options& options) {
 
 void add_check_command(CLI::App& app) {
   CLI::App* command =
-      app.add_subcommand("check", "Tell what is wrong with event logs, without the engine");
+      app.add_subcommand("check", "Tell what is wrong with logs, without the engine");
   const auto options = std::make_shared<Options>();
-  command->add_option("LOG", options->logs, "Event logs, plain or gzip; - for standard input")
+  command
+      ->add_option("LOG", options->logs,
+                   "Logs of any format that replay takes; - for standard input")
       ->required();
   command->add_flag("--json", options->json, "Print JSON");
   command->add_flag("--lenient", options->lenient,

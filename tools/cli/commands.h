@@ -15,6 +15,7 @@ inline constexpr int kBadInput = 2;  // could not be read, has a malformed row o
 inline constexpr int kBreaksSolution = 3;  // zuvdr check only
 
 void add_check_command(CLI::App& app);     // check_command.cpp
+void add_convert_command(CLI::App& app);   // convert_command.cpp
 void add_replay_command(CLI::App& app);    // replay_command.cpp
 void add_simulate_command(CLI::App& app);  // simulate_command.cpp
 void add_steps_command(CLI::App& app);     // steps_command.cpp

@@ -48,7 +48,8 @@ int fail(int status, const std::string& message) {
 
 int run(int argc, char** argv) {
   CLI::App app(
-      "Replays, simulates, checks and draws trips of the positioning engine, and counts steps.",
+      "Replays, simulates, checks, converts and draws trips of the positioning engine, and counts "
+      "steps.",
       "zuvdr");
   zuvdr::tools::set_help_format(app);
   app.set_version_flag("--version", version());
@@ -58,6 +59,7 @@ int run(int argc, char** argv) {
   zuvdr::tools::add_steps_command(app);
   zuvdr::tools::add_plot_command(app);
   zuvdr::tools::add_check_command(app);
+  zuvdr::tools::add_convert_command(app);
   // After the commands: they would inherit it.
   app.footer(
       R"(Exit status: 0 done; 1 wrong usage, or something could not be written or drawn; 2 an input could

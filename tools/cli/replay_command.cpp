@@ -14,8 +14,9 @@
 #include "tools/cli/progress_bar.h"
 #include "tools/cli/skipped_rows.h"
 #include "tools/evaluation/replay.h"
-#include "tools/logs/event_log.h"
+#include "tools/logs/event_row.h"
 #include "tools/logs/line_reader.h"
+#include "tools/logs/open_log.h"
 #include "tools/logs/output_file.h"
 #include "tools/logs/track.h"
 #include "tools/plot/plot.h"
@@ -35,7 +36,7 @@ void run(const Options& options) {
   std::vector<std::string> outputs = options.out;
   if (!options.plot.empty()) outputs.push_back(options.plot);
   check_outputs({{options.log}}, outputs);
-  EventLogReader reader(options.log, options.lenient);
+  const auto reader = open_log(options.log, options.lenient);
   // Whatever cannot be opened is refused before the replay.
   std::optional<OutputFile> picture;
   if (!options.plot.empty()) picture.emplace(options.plot);
@@ -57,10 +58,10 @@ void run(const Options& options) {
   try {
     ProgressBar bar;
     EventRow row;
-    while (reader.next(row)) {
+    while (reader->next(row)) {
       anything = true;
-      replay.play(row, reader.line_number());
-      bar.show(reader.progress());
+      replay.play(row, reader->line_number());
+      bar.show(reader->progress());
     }
   } catch (const InputError&) {
     if (anything) {
@@ -72,12 +73,12 @@ void run(const Options& options) {
         print_message(error.what());
       }
     }
-    print_skipped(reader.first_skipped(), reader.skipped());
+    print_skipped(*reader);
     throw;
   }
-  const Summary summary = replay.finish(reader.skipped());
+  const Summary summary = replay.finish(reader->skipped());
   complete();
-  print_skipped(reader.first_skipped(), reader.skipped());
+  print_skipped(*reader);
 
   const bool output_taken = std::ranges::any_of(outputs, is_standard_output);
   fmt::print(output_taken ? stderr : stdout, "{}", summary.text());
@@ -86,10 +87,13 @@ void run(const Options& options) {
 }  // namespace
 
 void add_replay_command(CLI::App& app) {
-  CLI::App* command = app.add_subcommand(
-      "replay", "Play an event log to the engine; write the track and a summary");
+  CLI::App* command =
+      app.add_subcommand("replay", "Play a log to the engine; write the track and a summary");
   const auto options = std::make_shared<Options>();
-  command->add_option("LOG", options->log, "Event log, plain or gzip; - for standard input")
+  command
+      ->add_option(
+          "LOG", options->log,
+          "Event log or text of the Android GNSS logger, plain or gzip; - for standard input")
       ->required();
   command
       ->add_option(

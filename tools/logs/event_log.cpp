@@ -137,12 +137,14 @@ EventRow parse_row(std::string_view row) {
 }  // namespace
 
 struct EventLogReader::State {
-  State(const std::string& path, bool pass_over) : lines(path), lenient(pass_over) {}
+  State(std::unique_ptr<LineReader> from, bool pass_over)
+      : source(std::move(from)), lines(*source), lenient(pass_over) {}
 
   void remember_header(std::string_view comment);
   void skip(const FieldError& error);
 
-  LineReader lines;
+  std::unique_ptr<LineReader> source;
+  LineReader& lines;
   bool lenient;
   std::int64_t rows = 0;
   std::int64_t skipped = 0;
@@ -169,7 +171,10 @@ void EventLogReader::State::skip(const FieldError& error) {
 }
 
 EventLogReader::EventLogReader(const std::string& path, bool lenient)
-    : state_(std::make_unique<State>(path, lenient)) {}
+    : EventLogReader(std::make_unique<LineReader>(path), lenient) {}
+
+EventLogReader::EventLogReader(std::unique_ptr<LineReader> lines, bool lenient)
+    : state_(std::make_unique<State>(std::move(lines), lenient)) {}
 
 EventLogReader::~EventLogReader() = default;
 

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace zuvdr::tools {
 namespace {
@@ -31,7 +32,22 @@ LineReader::LineReader(const std::string& path)
   if (path != "-" && fstat(descriptor_.number, &status) == 0 && S_ISREG(status.st_mode)) {
     size_ = static_cast<double>(status.st_size);
   }
-  while (input_.size() < 2 && read_input()) {
+  begin();
+}
+
+LineReader::LineReader(std::string name, Read read)
+    : name_(std::move(name)),
+      descriptor_{-1},
+      read_(std::move(read)),
+      size_(std::numeric_limits<double>::quiet_NaN()),
+      input_buffer_(kChunkSize),
+      text_buffer_(kLongestLine + 1 + kChunkSize) {
+  begin();
+}
+
+void LineReader::begin() {
+  constexpr std::size_t kLongestMagic = 4;  // bytes
+  while (input_.size() < kLongestMagic && read_input()) {
   }
   gzip_ = input_.starts_with("\x1F\x8B");
   if (gzip_ && inflateInit2(&stream_, kGzipOnly) != Z_OK) throw std::bad_alloc();
@@ -50,9 +66,12 @@ LineReader::Descriptor::~Descriptor() {
 bool LineReader::read_input() {
   if (!input_.empty()) std::memmove(input_buffer_.data(), input_.data(), input_.size());
   const std::size_t kept = input_.size();
+  char* const behind = input_buffer_.data() + kept;
+  const std::size_t room = input_buffer_.size() - kept;
   ssize_t count = 0;
   do {
-    count = read(descriptor_.number, input_buffer_.data() + kept, input_buffer_.size() - kept);
+    count =
+        read_ ? static_cast<ssize_t>(read_(behind, room)) : read(descriptor_.number, behind, room);
   } while (count < 0 && errno == EINTR);
   if (count < 0) {
     throw InputError(fmt::format("{}: cannot read: {}", name_, std::strerror(errno)));
@@ -104,6 +123,23 @@ bool LineReader::fill() {
   const std::size_t count = gzip_ ? decompress(behind, kChunkSize) : copy(behind, kChunkSize);
   text_ = std::string_view(text_buffer_.data(), kept + count);
   return count > 0;
+}
+
+bool LineReader::peek_more() {
+  try {
+    return text_.size() <= kLongestLine && fill();
+  } catch (const InputError&) {
+    return false;
+  }
+}
+
+std::string LineReader::read_raw() {
+  std::string all;
+  do {
+    all += input_;
+    input_ = {};
+  } while (read_input());
+  return all;
 }
 
 bool LineReader::next(std::string_view& line) {

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -27,6 +28,10 @@ class LineReader {
 
   // "-" is standard input. Throws InputError when the file cannot be opened or is no file.
   explicit LineReader(const std::string& path);
+  // Of something else that has bytes: `read` puts up to so many there and returns how many it put,
+  // 0 at the end; it may throw InputError. The name is for messages.
+  using Read = std::function<std::size_t(char* to, std::size_t room)>;
+  LineReader(std::string name, Read read);
   ~LineReader();
   LineReader(const LineReader&) = delete;
   LineReader& operator=(const LineReader&) = delete;
@@ -35,6 +40,18 @@ class LineReader {
   // next call. Of a line that is too long only the first bytes. False at the end of the file.
   // Throws InputError when the rest cannot be read, after what stands before.
   bool next(std::string_view& line);
+
+  // The text at hand that has not been read as lines; valid until the next call. peek_more brings
+  // more of it, up to kLongestLine and beyond; false when there is none, or none that can be read:
+  // the error is thrown when the lines before have been read.
+  std::string_view peek() const { return text_; }
+  bool peek_more();
+
+  // The file itself, whatever is in it: how it begins, and all of it that has not been read. To be
+  // called instead of next and peek.
+  std::string_view raw_begin() const { return input_; }
+  std::string read_raw();
+  bool regular_file() const { return size_ == size_; }
 
   bool too_long() const { return too_long_; }      // the last line
   std::int64_t number() const { return number_; }  // of the last line, from 1
@@ -51,6 +68,7 @@ class LineReader {
     int number;
   };
 
+  void begin();
   bool read_input();
   bool fill();
   std::size_t copy(char* to, std::size_t room);
@@ -58,6 +76,7 @@ class LineReader {
 
   std::string name_;
   const Descriptor descriptor_;
+  const Read read_;          // instead of the descriptor
   double size_;              // of the file, bytes
   std::int64_t offset_ = 0;  // in the file, behind the input
   std::vector<char> input_buffer_;

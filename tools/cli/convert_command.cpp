@@ -1,0 +1,71 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+
+#include "tools/cli/commands.h"
+#include "tools/cli/progress_bar.h"
+#include "tools/cli/skipped_rows.h"
+#include "tools/logs/event_log.h"
+#include "tools/logs/line_reader.h"
+#include "tools/logs/open_log.h"
+#include "tools/logs/output_file.h"
+
+namespace zuvdr::tools {
+namespace {
+
+struct Options {
+  std::string log;
+  std::string out;
+  bool lenient = false;
+};
+
+void run(const Options& options) {
+  check_outputs({{options.log}}, {{options.out}});
+  const auto reader = open_log(options.log, options.lenient);
+  EventLogWriter writer(options.out);
+  bool anything = false;
+  try {
+    ProgressBar bar;
+    for (EventRow row; reader->next(row);) {
+      anything = true;
+      writer.write(row);
+      bar.show(reader->progress());
+    }
+  } catch (const InputError&) {
+    if (anything) writer.close();  // what the log gave up to here is kept
+    print_skipped(*reader);
+    throw;
+  }
+  writer.close();
+  print_skipped(*reader);
+}
+
+}  // namespace
+
+void add_convert_command(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("convert", "Write what a phone recorded as an event log");
+  const auto options = std::make_shared<Options>();
+  command
+      ->add_option(
+          "LOG", options->log,
+          "Text of the Android GNSS logger or event log, plain or gzip; - for standard input")
+      ->required();
+  command
+      ->add_option("--out,-o", options->out,
+                   "Event log to write, gzip when it ends in .gz; - for standard output")
+      ->required();
+  command->add_flag("--lenient", options->lenient,
+                    "Skip malformed rows of an event log; those of recordings always are skipped");
+  command->footer(
+      R"(Rows are written in order of time. What was left out of a recording, by kind with the first line
+of each, goes to standard error. docs/recordings.md tells what is read from which format.
+
+Exit status: 0 done; 1 wrong usage, or the log could not be written; 2 the input could not be read,
+is of no known format or has no rows. The log then holds the rows before.
+
+Example:
+  zuvdr convert gnss_log.txt --out drive.csv.gz)");
+  command->callback([options] { run(*options); });
+}
+
+}  // namespace zuvdr::tools
