@@ -165,7 +165,8 @@ TEST_F(ProgramTest, ATrackOnStandardOutputCanBeFollowed) {
 }
 
 TEST_F(ProgramTest, HelpFitsATerminalAndHasTheExitStatus) {
-  for (const std::string command : {"", "replay", "simulate", "steps", "plot", "check", "convert"}) {
+  for (const std::string command :
+       {"", "replay", "simulate", "steps", "plot", "check", "convert"}) {
     const std::string help = run(command + " --help").out;
     EXPECT_NE(help.find("\nExit status: 0"), std::string::npos) << command;
     std::istringstream lines(help);

@@ -167,5 +167,151 @@ TEST_F(GnssLogger, SampleIsRead) {
   EXPECT_TRUE(std::ranges::all_of(log.fixes, passes_quality_test));
 }
 
+class SensorLogger : public ScratchTest {
+ protected:
+  // Of CSV files by name; takes the place of the one before.
+  std::string folder(const std::vector<std::pair<std::string, std::string>>& files) const {
+    std::filesystem::remove_all(path("recording"));
+    std::filesystem::create_directory(path("recording"));
+    for (const auto& [name, text] : files) file("recording/" + name + ".csv", text);
+    return path("recording");
+  }
+};
+
+const std::string kVector = "time,seconds_elapsed,z,y,x\n";
+const std::pair<std::string, std::string> kGyroscope{
+    "GyroscopeUncalibrated", kVector + "200,0,0.3,0.2,0.1\n300,0,0.3,0.2,1e-1"};
+std::pair<std::string, std::string> metadata(const std::string& platform,
+                                             const std::string& standardisation) {
+  return {"Metadata", "version,platform,standardisation\n3," + platform + "," + standardisation};
+}
+
+// Each reads x, y, z = 0.1, 0.2, 9.80665 m/s^2 at 100 ns, whatever the units and signs of the file.
+TEST_F(SensorLogger, AccelerationByPlatform) {
+  const std::string in_g = kVector + "100,0,-1,-0.0203943243,-0.0101971621\n";
+  const std::string in_si = kVector + "100,0,9.80665,0.2,0.1\n";
+  const std::string motion = kVector + "100,0,0,0.1,0.3\n101,0,1,1,1\n";
+  const std::string gravity = kVector + "100,0,9.80665,0.1,-0.2\n";
+  const std::string reversed_motion = kVector + "100,0,0,-0.1,-0.3\n";
+  const std::string reversed_gravity = kVector + "100,0,-9.80665,-0.1,0.2\n";
+  const std::vector<std::pair<std::string, std::string>> cases[] = {
+      {metadata("android", "false"),
+       {"TotalAcceleration", in_si},
+       {"AccelerometerUncalibrated", in_g}},
+      {{"TotalAcceleration", in_si}, {"AccelerometerUncalibrated", in_g}},
+      {metadata("android", ""), {"AccelerometerUncalibrated", in_si}},
+      {metadata("android", "true"), {"Accelerometer", motion}, {"Gravity", gravity}},
+      {metadata("ios", "false"), {"AccelerometerUncalibrated", in_g}},
+      {metadata("ios", ""), {"AccelerometerUncalibrated", in_g}},
+      {{"AccelerometerUncalibrated", in_g}},
+      {metadata("ios", "true"), {"AccelerometerUncalibrated", in_si}},
+      {{"AccelerometerUncalibrated", in_si}},
+      {metadata("ios", "false"), {"Accelerometer", reversed_motion}, {"Gravity", reversed_gravity}},
+      {metadata("ios", "true"), {"Accelerometer", motion}, {"Gravity", gravity}}};
+  for (const auto& files : cases) {
+    auto all = files;
+    all.push_back(kGyroscope);
+    const Contents log = read_all(folder(all));
+    ASSERT_EQ(log.of(1).size(), 1U);
+    for (const auto& [axis, value] : {std::pair{0, 0.1}, {1, 0.2}, {2, 9.80665}}) {
+      EXPECT_NEAR(log.of(1)[0].values[axis], value, 1e-8) << files[0].second << files.size();
+    }
+    EXPECT_EQ(log.of(16).size(), 2U);
+  }
+}
+
+TEST_F(SensorLogger, BiasIsThatOfEqualStampsAndRowsAreLeftOutByKind) {
+  const std::string recording =
+      folder({{"TotalAcceleration", kVector + "100,0,9,0,0\n100,0,8,0,0\nx,0,9,0,0\n"},
+              kGyroscope,
+              {"Gyroscope", kVector + "299,0,1,1,1\n300,0,0.5,0.25,0\n"},
+              {"Barometer", "time,seconds_elapsed,relativeAltitude,pressure\n50,-1,0,1013.25\n"}});
+  const Contents log = read_all(recording);
+  expect_event(log.sensors.at(0), 6, 50, {1013.25});
+  expect_event(log.sensors.at(1), 1, 100, {0, 0, 9});
+  expect_event(log.sensors.at(2), 16, 200, {0.1, 0.2, 0.3});
+  expect_event(log.sensors.at(3), 16, 300, {0.1, 0.2, 0.3, 0.1, -0.05, -0.2});
+  const std::string file = recording + "/TotalAcceleration.csv";
+  const std::vector<std::string> expected{
+      "skipped 1 malformed TotalAcceleration row: " + file + ":4: field time: not an integer ('x')",
+      "dropped 1 TotalAcceleration row with the time of another: " + file + ":3",
+      recording + ": no rows in Location.csv, sensors only"};
+  EXPECT_EQ(log.remarks, expected);
+}
+
+// A row: time in units of 0.1 s, seconds since the start, speed, its accuracy, bearing, its
+// accuracy, latitude.
+TEST_F(SensorLogger, FixesThatAreDropped) {
+  struct Case {
+    std::vector<std::string> rows;
+    std::vector<std::int64_t> kept;  // times, in units of 0.1 s
+    int passing;
+  };
+  const Case cases[] = {
+      {{"10,1,5,0.4,90,2,48", "20,2,5,0.4,90,3,48"}, {10, 20}, 2},
+      {{"10,-1,5,0.4,90,2,48", "20,1,5,0.4,90,2,48"}, {}, 0},     // cached, and delivered again
+      {{"10,1,0,0.4,0,0,48", "20,2,0,0.4,0,0,48"}, {10, 20}, 2},  // at rest
+      {{"10,1,5,0.4,90,2,", "20,2,5,0.4,90,2,48"}, {20}, 1},
+      {{"10,1,5,0.4,90,2,48", "13,1.3,5,0.4,90,3,48"}, {10}, 1},
+      {{"10,1,5,0,0,0,48", "13,1.3,5,0.4,90,2,48"}, {13}, 1},  // replaced by one that passes
+      {{"10,1,5,0.4,90,2,48", "14,1.4,5,0.4,90,3,48"}, {10, 14}, 2},
+      {{"10,1,4.9,0.4,-1,-1,48"}, {10}, 0},
+      {{"10,1,0.5,0.4,-1,-1,48"}, {10}, 1},
+      {{"10,1,-1,0.4,90,2,48"}, {10}, 0},
+      {{"10,1,5,,90,2,48"}, {10}, 0}};
+  for (const Case& expected : cases) {
+    std::string text =
+        "time,seconds_elapsed,speed,speedAccuracy,bearing,bearingAccuracy,latitude,longitude,"
+        "altitude,horizontalAccuracy,verticalAccuracy\n";
+    for (const std::string& row : expected.rows) {
+      text += std::string(row).insert(row.find(','), "00000000") + ",16,100,4,3\n";
+    }
+    const Contents log = read_all(
+        folder({{"TotalAcceleration", kVector + "100,0,9,0,0\n"}, kGyroscope, {"Location", text}}));
+    std::vector<std::int64_t> times;
+    for (const GpsData& fix : log.fixes) times.push_back(fix.time_ns / 100000000);
+    EXPECT_EQ(times, expected.kept) << text;
+    EXPECT_EQ(std::ranges::count_if(log.fixes, passes_quality_test), expected.passing) << text;
+  }
+}
+
+// Against the log the samples were made from; the bounds, rounded there, are those of their
+// description.
+TEST_F(SensorLogger, SamplesAreWhatTheSimulatorMade) {
+  const std::string truth_path = data("sensor-logger/truth.csv");
+  REQUIRE_RECORDING(truth_path);
+  constexpr std::int64_t kShift = 1760000001000000000 - 31695916018516;
+  const Contents truth = read_all(truth_path);
+  for (const auto& [name, pressures] :
+       {std::pair{"android", 39}, {"android.zip", 39}, {"ios", 9}, {"ios.zip", 9}}) {
+    const Contents log = read_all(data("sensor-logger/" + std::string(name)));
+    EXPECT_EQ(log.of(6).size(), static_cast<std::size_t>(pressures));
+    EXPECT_EQ(log.of(14).size(), 99U);
+    EXPECT_EQ(log.fixes.size(), 8U);
+    EXPECT_TRUE(std::ranges::all_of(log.fixes, passes_quality_test));
+    for (const auto& [type, bound] : {std::pair{1, 6e-7}, {16, 3.5e-9}}) {
+      const std::vector<SensorData> read = log.of(type);
+      const std::vector<SensorData> made = truth.of(type);
+      EXPECT_EQ(read.size(), 398U);
+      for (const SensorData& event : read) {
+        const auto same = std::ranges::find_if(made, [&](const SensorData& other) {
+          return std::abs(other.timestamp + kShift - event.timestamp) <= 300;
+        });
+        ASSERT_NE(same, made.end()) << name << ' ' << event.timestamp;
+        for (int i = 0; i < 3; ++i) EXPECT_NEAR(event.values[i], same->values[i], bound) << name;
+      }
+    }
+    for (const GpsData& fix : log.fixes) {
+      EXPECT_TRUE(
+          std::ranges::any_of(truth.fixes,
+                              [&](const GpsData& made) {
+                                return std::fabs(fix.latitude - made.latitude) < 5e-8 + 1e-12 &&
+                                       std::fabs(fix.longitude - made.longitude) < 5e-8 + 1e-12;
+                              }))
+          << name << ' ' << fix.time_ns;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace zuvdr::tools

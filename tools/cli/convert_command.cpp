@@ -46,9 +46,9 @@ void add_convert_command(CLI::App& app) {
   CLI::App* command = app.add_subcommand("convert", "Write what a phone recorded as an event log");
   const auto options = std::make_shared<Options>();
   command
-      ->add_option(
-          "LOG", options->log,
-          "Text of the Android GNSS logger or event log, plain or gzip; - for standard input")
+      ->add_option("LOG", options->log,
+                   "Text of the Android GNSS logger, recording of Sensor Logger (zip or folder) or "
+                   "event log; - for standard input")
       ->required();
   command
       ->add_option("--out,-o", options->out,
@@ -64,7 +64,7 @@ Exit status: 0 done; 1 wrong usage, or the log could not be written; 2 the input
 is of no known format or has no rows. The log then holds the rows before.
 
 Example:
-  zuvdr convert gnss_log.txt --out drive.csv.gz)");
+  zuvdr convert 2024-02-11_15-02-01.zip --out drive.csv.gz)");
   command->callback([options] { run(*options); });
 }
 

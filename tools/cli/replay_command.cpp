@@ -91,9 +91,9 @@ void add_replay_command(CLI::App& app) {
       app.add_subcommand("replay", "Play a log to the engine; write the track and a summary");
   const auto options = std::make_shared<Options>();
   command
-      ->add_option(
-          "LOG", options->log,
-          "Event log or text of the Android GNSS logger, plain or gzip; - for standard input")
+      ->add_option("LOG", options->log,
+                   "Event log, text of the Android GNSS logger or recording of Sensor Logger (zip "
+                   "or folder); - for standard input")
       ->required();
   command
       ->add_option(

@@ -3,13 +3,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "tools/logs/event_log.h"
 #include "tools/logs/gnss_logger.h"
 #include "tools/logs/line_reader.h"
 #include "tools/logs/recording.h"
+#include "tools/logs/sensor_logger.h"
 #include "tools/logs/text_fields.h"
 
 namespace zuvdr::tools {
@@ -49,7 +52,14 @@ Format recognise(LineReader& lines) {
 }  // namespace
 
 std::unique_ptr<LogReader> open_log(const std::string& path, bool lenient) {
+  std::error_code unknown;
+  if (path != "-" && std::filesystem::is_directory(path, unknown)) {
+    return std::make_unique<RecordingReader>(read_sensor_logger_folder(path));
+  }
   auto lines = std::make_unique<LineReader>(path);
+  if (is_zip_archive(lines->raw_begin())) {
+    return std::make_unique<RecordingReader>(read_sensor_logger_zip(path, *lines));
+  }
   switch (recognise(*lines)) {
     case Format::kEventLog:
     case Format::kOnlyComments:
@@ -59,8 +69,10 @@ std::unique_ptr<LogReader> open_log(const std::string& path, bool lenient) {
     case Format::kUnknown:
       break;
   }
-  throw InputError(fmt::format(
-      "{}: none of the formats known: event log, text of the Android GNSS logger", lines->name()));
+  throw InputError(
+      fmt::format("{}: none of the formats known: event log, text of the Android GNSS logger, "
+                  "recording of Sensor Logger (zip or folder)",
+                  lines->name()));
 }
 
 }  // namespace zuvdr::tools

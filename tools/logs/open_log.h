@@ -8,7 +8,8 @@
 
 namespace zuvdr::tools {
 
-// An event log or the text of the Android GNSS logger, plain or gzip; "-" for standard input.
+// An event log, the text of the Android GNSS logger or a recording of the app Sensor Logger (zip or
+// folder); text plain or gzip; "-" for standard input.
 // Throws InputError when it cannot be opened or is none of these. With lenient set, malformed rows
 // of an event log are skipped and counted; those of the others always are.
 std::unique_ptr<LogReader> open_log(const std::string& path, bool lenient = false);
