@@ -1,11 +1,40 @@
 #include "tools/logs/text_fields.h"
 
+#include <fast_float/fast_float.h>
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 
 namespace zuvdr::tools {
+namespace {
+
+template <typename Real>
+std::from_chars_result parse_real(const char* begin, const char* end, Real& value) {
+  const auto [behind, error] = fast_float::from_chars(begin, end, value);
+  // It gives infinity or 0 for what is out of range.
+  const std::string_view text(begin, static_cast<std::size_t>(behind - begin));
+  const std::string_view digits = text.substr(0, text.find_first_of("eE"));
+  const bool too_large =
+      std::isinf(value) && text.find_first_of("0123456789") != std::string_view::npos;
+  const bool too_small =
+      value == Real{0} && digits.find_first_of("123456789") != std::string_view::npos;
+  if (error == std::errc{} && (too_large || too_small)) {
+    return {behind, std::errc::result_out_of_range};
+  }
+  return {behind, error};
+}
+
+}  // namespace
+
+std::from_chars_result parse_number(const char* begin, const char* end, double& value) {
+  return parse_real(begin, end, value);
+}
+
+std::from_chars_result parse_number(const char* begin, const char* end, float& value) {
+  return parse_real(begin, end, value);
+}
 
 void fail_field(std::string_view name, std::string_view what, std::string_view text) {
   constexpr std::size_t kLongest =

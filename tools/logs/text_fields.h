@@ -2,6 +2,7 @@
 #pragma once
 
 #include <charconv>
+#include <concepts>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -44,11 +45,19 @@ class FieldSplitter {
   bool at_end_ = false;
 };
 
+// As std::from_chars, which not every standard library has for real numbers.
+std::from_chars_result parse_number(const char* begin, const char* end, double& value);
+std::from_chars_result parse_number(const char* begin, const char* end, float& value);
+template <std::integral Number>
+std::from_chars_result parse_number(const char* begin, const char* end, Number& value) {
+  return std::from_chars(begin, end, value);
+}
+
 // The whole of `text` as a number; nan and inf are numbers. Throws FieldError.
 template <typename Number>
 Number read_number(std::string_view name, std::string_view text) {
   Number value{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  const auto [end, error] = parse_number(text.data(), text.data() + text.size(), value);
   if (text.empty()) fail_field(name, "empty", text);
   if (error == std::errc::result_out_of_range) fail_field(name, "out of range", text);
   if (error != std::errc{} || end != text.data() + text.size()) {
@@ -62,7 +71,7 @@ Number FieldSplitter::next_number(std::string_view name) {
   // Most fields are a bare number up to the comma, and reading it finds the comma as well.
   Number value{};
   const char* const begin = rest_.data();
-  const auto [end, error] = std::from_chars(begin, begin + rest_.size(), value);
+  const auto [end, error] = parse_number(begin, begin + rest_.size(), value);
   const auto length = static_cast<std::size_t>(end - begin);
   if (error != std::errc{} || (length < rest_.size() && *end != ',')) {
     return read_number<Number>(name, next());
