@@ -26,10 +26,8 @@ install(FILES "${PROJECT_BINARY_DIR}/package/zuvdr.pc"
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
 if(ZUVDR_TOOLS)
-  # The installed program finds the libraries beside it. Deferred: the targets come later.
+  # The installed program finds the library beside it. Deferred: the target comes with tools/.
   set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
-  cmake_language(DEFER CALL
-    install TARGETS ZuVDRHost LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
   cmake_language(DEFER CALL
     install TARGETS zuvdr RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endif()
