@@ -161,6 +161,7 @@ class Reader {
     if (table.empty()) return rows;
     const std::size_t time = table.column("time");
     std::vector<std::size_t> columns;
+    columns.reserve(names.size());
     for (const std::string_view value : names) columns.push_back(table.column(value));
     while (table.next()) {
       try {
@@ -266,7 +267,7 @@ class Reader {
     Samples rows = samples("GyroscopeUncalibrated");
     Samples calibrated = samples("Gyroscope");
     const bool uncalibrated = !rows.empty();
-    if (!uncalibrated) rows = std::move(calibrated);
+    if (!uncalibrated) rows.swap(calibrated);
     if (rows.empty()) {
       throw InputError(fmt::format("{}: no rows in GyroscopeUncalibrated.csv or Gyroscope.csv",
                                    recording_.name));
