@@ -28,7 +28,7 @@ struct HostOptions {
   // While fixes stay away rows without one keep the engine going, one a second; those that a log
   // has of another host are left out.
   bool outages = true;
-  bool everywhere = true;  // west, south and the date line too
+  bool everywhere = true;  // west, south, equator and date line too (host/quadrant.h)
 
   static HostOptions none() { return {false, false, false, false, false}; }
 };
@@ -41,7 +41,7 @@ struct HostAnswer {
   int sample;   // 0 for a fix
   int status;   // of UpdateLocationbyGPSEvent
   Source source;
-  std::int64_t time_ns;  // that the position belongs to
+  std::int64_t time_ns;  // that the position belongs to, on the sensors' clock
   double latitude;       // degrees
   double longitude;
   EngineProbe engine;     // after the fix
@@ -63,6 +63,7 @@ class Host {
   // `call_order`, in one of those that follow.
   Host(const HostOptions& options, std::function<void(const HostAnswer&)> answer);
 
+  // In the order of time within each type; with `time_stamps` those that come too late are dropped.
   void sensor(SensorData event);
   // `sample` as UpdateLocationbyGPSEvent takes it.
   void fix(const GpsData& fix, int sample = 0);

@@ -17,8 +17,8 @@ class SampleRate {
   static constexpr std::int64_t kLongestGap =
       500'000'000;  // ns; nothing is made up across longer ones
 
-  // An accelerometer or gyroscope event; of other types nothing is kept. Times must advance by
-  // type.
+  // An accelerometer (m/s^2) or gyroscope event (rad/s); of other types nothing is kept. Times must
+  // advance by type.
   void add(const SensorData& event);
   // Of the oldest bin that both sensors have completed; none: nothing is there.
   struct Sample {
