@@ -4,6 +4,12 @@
 #include <numbers>
 
 namespace zuvdr {
+namespace {
+
+constexpr std::size_t kEast = kPosition * (kStates + 1);  // on the diagonal of P
+constexpr std::size_t kNorth = (kPosition + 1) * (kStates + 1);
+
+}  // namespace
 
 EngineProbe probe_engine() {
   const insZuAlgo& engine = *minsZuAlgo;
@@ -18,6 +24,11 @@ EngineProbe probe_engine() {
           .moving = engine.moving != 0,
           .navigator_ran = engine.ins_running != 0,
           .tilt_sigma = std::sqrt(engine.kf.P[0]) * 180.0 / std::numbers::pi,
+          .east_velocity = engine.ins.vn[0],
+          .north_velocity = engine.ins.vn[1],
+          .position_sigma = std::sqrt(engine.kf.P[kEast] + engine.kf.P[kNorth]),
+          .pedestrian_heading = engine.pdr_heading,
+          .pedestrian_sigma = std::sqrt(engine.pdr_kf.P[0] + engine.pdr_kf.P[5]),
           .bout_steps = engine.step_detector.bout_step_count,
           .total_steps = engine.step_detector.total_steps};
 }

@@ -23,6 +23,11 @@ struct EngineProbe {
   bool moving;                   // they do not stand still
   bool navigator_ran;            // the vehicle navigator has run since the last reset
   double tilt_sigma;             // degrees; 0 before the navigator is aligned
+  double east_velocity;          // of the vehicle, m/s
+  double north_velocity;
+  double position_sigma;      // of the vehicle, m: of the distance, not of an axis
+  double pedestrian_heading;  // rad, counter-clockwise from north
+  double pedestrian_sigma;    // m, as position_sigma
   int bout_steps;
   int total_steps;  // of all bouts that reached ten
 };

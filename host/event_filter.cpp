@@ -17,10 +17,15 @@ bool near(std::int64_t a, std::int64_t b) {
 
 }  // namespace
 
-bool EventFilter::accepts(const SensorData& event) {
+EventFilter::Stream* EventFilter::stream_of(const SensorData& event) {
   const auto stream =
       std::ranges::find(streams_, event.type, [](const Stream& s) { return s.type; });
-  if (stream == streams_.end()) return false;
+  return stream == streams_.end() ? nullptr : &*stream;
+}
+
+bool EventFilter::plausible(const SensorData& event) {
+  Stream* const stream = stream_of(event);
+  if (stream == nullptr) return false;
   const std::size_t used = event.type == ZUVDR_SENSOR_PRESSURE ? 1 : 6;
   if (!std::all_of(event.values, event.values + used, [](double v) { return std::isfinite(v); })) {
     return false;
@@ -31,11 +36,19 @@ bool EventFilter::accepts(const SensorData& event) {
     const bool confirmed = stream->suspect && near(time, *stream->suspect);
     stream->suspect = time;
     if (!confirmed) return false;
-  } else if (stream->last && time <= *stream->last) {
-    return false;
   }
   stream->last = time;
   stream->suspect.reset();
+  return true;
+}
+
+bool EventFilter::advances(const SensorData& event) {
+  Stream* const stream = stream_of(event);
+  if (stream == nullptr) return false;
+  if (stream->used && near(event.timestamp, *stream->used) && event.timestamp <= *stream->used) {
+    return false;
+  }
+  stream->used = event.timestamp;
   return true;
 }
 

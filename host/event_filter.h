@@ -11,18 +11,24 @@ namespace zuvdr {
 
 class EventFilter {
  public:
-  // False: the event is to be dropped. Times advance by type. A stamp more than kLongestJump away
-  // is believed when the next one of its type comes with it: one wild stamp silences nothing.
-  bool accepts(const SensorData& event);
+  // False: the event is to be dropped. A stamp more than kLongestJump away is believed when the
+  // next one of its type comes with it: one wild stamp silences nothing.
+  bool plausible(const SensorData& event);
+  // Of plausible events in the order in which they are used. Times advance by type, but for such
+  // a jump.
+  bool advances(const SensorData& event);
 
   static constexpr std::int64_t kLongestJump = 10'000'000'000;  // ns
 
  private:
   struct Stream {
     std::int32_t type;
-    std::optional<std::int64_t> last = {};
+    std::optional<std::int64_t> last = {};  // plausible
     std::optional<std::int64_t> suspect = {};
+    std::optional<std::int64_t> used = {};
   };
+  Stream* stream_of(const SensorData& event);
+
   std::array<Stream, 4> streams_{{{ZUVDR_SENSOR_ACCELEROMETER},
                                   {ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED},
                                   {ZUVDR_SENSOR_MAGNETOMETER_UNCALIBRATED},

@@ -1,29 +1,9 @@
 // A fix as a phone knows it, made into the one that the engine takes.
 #pragma once
 
-#include <cstdint>
-#include <limits>
-
-#include "ZuVDR.h"
+#include "ZuVDRHost.hpp"
 
 namespace zuvdr {
-
-// NaN: unknown. So is an accuracy that is not above 0, and a bearing where its accuracy is.
-// Accuracies are those of 68 %: of a radius for the horizontal one, 1 sigma for the others.
-struct PhoneFix {
-  static constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
-
-  std::int64_t time_ns = 0;               // on the clock of the sensor events
-  double latitude = kUnknown;             // degrees
-  double longitude = kUnknown;            // degrees
-  double altitude = kUnknown;             // m
-  double horizontal_accuracy = kUnknown;  // m
-  double vertical_accuracy = kUnknown;    // m
-  double speed = kUnknown;                // over ground, m/s
-  double speed_accuracy = kUnknown;       // m/s
-  double bearing = kUnknown;              // degrees clockwise from north
-  double bearing_accuracy = kUnknown;     // degrees
-};
 
 // No phone tells a vertical velocity or its accuracy, and without one no fix is taken as a good
 // one: 0 m/s with this sigma.

@@ -24,7 +24,7 @@ void SampleRate::add(const SensorData& event) {
 }
 
 void SampleRate::Stream::add(const SensorData& event) {
-  Values next;
+  Vector next;
   std::copy_n(event.values, next.size(), next.begin());
   const std::int64_t gap = elapsed_ns(event.timestamp, time);
   if (!started || gap <= 0 || gap > kLongestGap) {
@@ -33,12 +33,12 @@ void SampleRate::Stream::add(const SensorData& event) {
     covered = 0;
   } else {
     const std::int64_t begin = time;
-    const Values from = values;
+    const Vector from = values;
     // The straight line from the last sample to this one, cut at the ends of bins.
     for (std::int64_t bin = bin_of(begin); (bin + 1) * kBin <= event.timestamp; ++bin) {
       const std::int64_t end = (bin + 1) * kBin;
       const double part = static_cast<double>(end - begin) / static_cast<double>(gap);
-      Values between;
+      Vector between;
       for (std::size_t i = 0; i < between.size(); ++i) {
         between[i] = from[i] + part * (next[i] - from[i]);
       }
@@ -51,7 +51,7 @@ void SampleRate::Stream::add(const SensorData& event) {
   values = next;
 }
 
-void SampleRate::Stream::integrate(std::int64_t until, const Values& value) {
+void SampleRate::Stream::integrate(std::int64_t until, const Vector& value) {
   const std::int64_t duration = until - time;
   for (std::size_t i = 0; i < value.size(); ++i) {
     integral[i] += 0.5 * (values[i] + value[i]) * static_cast<double>(duration);
@@ -80,17 +80,13 @@ void SampleRate::Stream::drop_oldest() {
   --count;
 }
 
-std::optional<SampleRate::Sample> SampleRate::next() {
+std::optional<Sample> SampleRate::next() {
   while (accelerometer_.count > 0 && gyroscope_.count > 0) {
     const Mean& acceleration = accelerometer_.means[accelerometer_.first];
     const Mean& rate = gyroscope_.means[gyroscope_.first];
     const std::int64_t newer = std::max(acceleration.bin, rate.bin);
     if (acceleration.bin == rate.bin) {
-      const std::int64_t middle = newer * kBin + kBin / 2;
-      Sample sample{{ZUVDR_SENSOR_ACCELEROMETER, {}, middle},
-                    {ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, {}, middle}};
-      std::ranges::copy(acceleration.values, sample.accelerometer.values);
-      std::ranges::copy(rate.values, sample.gyroscope.values);
+      const Sample sample{newer * kBin + kBin / 2, acceleration.values, rate.values};
       accelerometer_.drop_oldest();
       gyroscope_.drop_oldest();
       return sample;

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "ZuVDR.h"
+#include "host/vector.h"
 
 namespace zuvdr {
 
@@ -21,17 +22,12 @@ class SampleRate {
   // advance by type.
   void add(const SensorData& event);
   // Of the oldest bin that both sensors have completed; none: nothing is there.
-  struct Sample {
-    SensorData accelerometer;
-    SensorData gyroscope;
-  };
   std::optional<Sample> next();
 
  private:
-  using Values = std::array<double, 6>;
   struct Mean {
     std::int64_t bin;
-    Values values;
+    Vector values;
   };
   struct Stream {
     // As many bins as may wait for the other sensor, 2.5 s; the oldest goes when there are more.
@@ -42,12 +38,12 @@ class SampleRate {
 
     bool started = false;
     std::int64_t time = 0;  // of the last sample
-    Values values{};
-    Values integral{};         // over the bin so far, times ns
+    Vector values{};
+    Vector integral{};         // over the bin so far, times ns
     std::int64_t covered = 0;  // ns
 
     void add(const SensorData& event);
-    void integrate(std::int64_t until, const Values& value);
+    void integrate(std::int64_t until, const Vector& value);
     void complete(std::int64_t bin);
     void drop_oldest();
   };

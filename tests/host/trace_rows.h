@@ -12,9 +12,9 @@
 #include <variant>
 
 #include "ZuVDR.h"
+#include "ZuVDRHost.hpp"
 #include "engine/insZuAlgo.h"
 #include "host/engine_probe.h"
-#include "host/host.h"
 #include "tools/logs/event_log.h"
 
 namespace zuvdr::tests {
@@ -45,7 +45,7 @@ void trace_rows(const std::string& log, WriteLine write_line, bool through_host 
     write_line(line + ',' + getAlgoLog());
   };
   Host host(HostOptions::none(), [&](const HostAnswer& got) {
-    answer(got.fix.time_ns, got.status, got.latitude, got.longitude);
+    answer(got.fix.time_ns, got.status, got.position.latitude, got.position.longitude);
   });
   while (reader.next(row)) {
     const auto* sensor = std::get_if<tools::SensorRow>(&row);

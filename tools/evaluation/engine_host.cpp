@@ -8,21 +8,32 @@
 namespace zuvdr::tools {
 namespace {
 
-TrackRow track_row(const HostAnswer& answer) {
+Output output_of(Source source) {
+  switch (source) {
+    case Source::kRawFix:
+      return Output::kRaw;
+    case Source::kWalker:
+      return Output::kWalker;
+    default:
+      return Output::kVehicle;
+  }
+}
+
+TrackRow track_row(const HostAnswer& answer, const EngineProbe& engine) {
   constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
   return {.time_ns = answer.fix.time_ns,
-          .output_time_ns = answer.time_ns,
+          .output_time_ns = answer.position.time_ns,
           .status = answer.status,
-          .latitude = answer.latitude,
-          .longitude = answer.longitude,
+          .latitude = answer.position.latitude,
+          .longitude = answer.position.longitude,
           .car_flag = GetCarFlag(),
           .pdr_flag = GetPdrFlag(),
-          .bout_steps = answer.engine.bout_steps,
-          .total_steps = answer.engine.total_steps,
+          .bout_steps = engine.bout_steps,
+          .total_steps = engine.total_steps,
           .fix_latitude = answer.fix.latitude,
           .fix_longitude = answer.fix.longitude,
           .sample = answer.sample,
-          .fix_accepted = answer.engine.fix_accepted,
+          .fix_accepted = engine.fix_accepted,
           .truth_latitude = kNone,
           .truth_longitude = kNone};
 }
@@ -31,9 +42,10 @@ TrackRow track_row(const HostAnswer& answer) {
 
 EngineHost::EngineHost(std::function<void(const FixAnswer&)> answer, const HostOptions& care)
     : answer_(std::move(answer)), host_(care, [this](const HostAnswer& given) {
-        answer_({track_row(given), given.source, given.engine.converged, given.engine,
-                 given.position_was_set, given.walker_started, given.fix.speed,
-                 epochs_processed()});
+        const EngineProbe engine = probe_engine();
+        answer_({track_row(given, engine), output_of(given.position.source), engine.converged,
+                 given.position, engine, given.position_was_set, given.walker_started,
+                 given.fix.speed, epochs_processed()});
       }) {}
 
 }  // namespace zuvdr::tools

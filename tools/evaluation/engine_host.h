@@ -5,19 +5,21 @@
 #include <functional>
 #include <optional>
 
-#include "host/host.h"
+#include "ZuVDRHost.hpp"
+#include "host/engine_probe.h"
 #include "tools/logs/event_log.h"
 #include "tools/logs/track.h"
 
 namespace zuvdr::tools {
 
 // What a fused position is.
-using Output = Source;
+enum class Output { kRaw, kVehicle, kWalker };
 
 struct FixAnswer {
   TrackRow row;  // without truth
   Output output;
   bool converged;  // the vehicle solution counts as converged
+  HostPosition position = {};
   // What decides when the engine goes from state to state.
   EngineProbe engine = {};        // after the fix
   bool position_was_set = false;  // before the fix
@@ -41,6 +43,8 @@ class EngineHost {
   void deliver(const SensorRow& row) { host_.sensor(row.event); }
   void deliver(const FixRow& row) { host_.fix(row.fix, row.sample); }
   void flush() { host_.flush(); }  // at the end of a log
+
+  const Host& host() const { return host_; }
 
   std::int64_t epochs_processed() const { return host_.epochs_processed(); }
   std::int64_t epochs_waiting() const { return host_.epochs_waiting(); }  // for a later fix

@@ -1,0 +1,111 @@
+// The careful host: sensor events become samples, samples and fixes a trip, and the engine gets the
+// trip fix by fix.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "host/event_filter.h"
+#include "host/event_order.h"
+#include "host/fix_clock.h"
+#include "host/fix_gate.h"
+#include "host/gap_filling.h"
+#include "host/mounting_estimate.h"
+#include "host/pairing.h"
+#include "host/road.h"
+#include "host/sample_rate.h"
+#include "host/trip.h"
+
+namespace zuvdr {
+
+class Host::Careful final : public Host::Road {
+ public:
+  Careful(const HostOptions& options, Answer answer, Notify notify);
+
+  void sensor(const SensorData& event) override;
+  void fix(const GpsData& fix, int sample) override;
+  void flush() override;
+  std::int64_t epochs_processed() const override {
+    return static_cast<std::int64_t>(given_.samples);
+  }
+  std::int64_t epochs_waiting() const override {
+    return static_cast<std::int64_t>(trip_.samples.end() - given_.samples);
+  }
+
+ private:
+  struct Pending {
+    GpsData fix;
+    int sample;
+    std::int64_t since_ns;
+  };
+  // What depends on what the engine was given since its Reset.
+  struct Given {
+    std::uint64_t samples = 0;  // number of the next one
+    std::optional<std::int64_t> last_stamp;
+    bool standing = false;  // at the last fix
+    std::int64_t calm_samples = 0;
+    Vector calm_force{}, calm_rate{};  // sums
+  };
+
+  // careful.cpp: the way of an event and of a fix
+  void in_order(const SensorData& event);
+  void take(const Sample& sample);
+  void keep(const Sample& sample);
+  void keep_going();
+  void answer_pending();
+  void use(const GpsData& fix, int sample);
+  std::int64_t sensor_time(const GpsData& fix) const;
+  bool advances(const GpsData& fix) const;
+  void reset();
+
+  // engine_feed.cpp: what the engine gets
+  void hand(const TripFix& entry);
+  void prime(const GpsData& fix);
+  void release(std::uint64_t end, bool calm);
+  void give(const Sample& sample);
+  void sync(GpsData fix);
+  void restart();
+  void give_trip(bool with_rest);
+  void make_up_rest();
+  bool rest_is_known() const;
+
+  // learning.cpp
+  void learn(const TripFix& entry);
+  void reconsider();
+
+  // gaps.cpp
+  bool bridge(const Sample& next);
+  void fill(std::int64_t until, const GpsData* newest);
+
+  static constexpr double kLongestFilled = 10.0;  // s, with fixes
+
+  HostOptions options_;
+  EventFilter filter_;
+  EventOrder order_;
+  SampleRate rate_;
+  Pairing pairing_;
+  Quadrant quadrant_;
+  Trip trip_;
+  Given given_;
+  MountingEstimate estimate_;
+  std::optional<MountingEstimate::Result> used_;  // mounting that the engine is given
+  FixClock clock_;
+  double offset_ = 0.0;  // s, taken off the stamps of fixes
+  FixGate gate_;
+
+  std::optional<Pending> pending_;
+  std::optional<std::int64_t> now_;  // newest sensor event
+  std::optional<std::int64_t> last_sample_;
+  std::optional<std::int64_t> last_real_sample_;
+  std::optional<GpsData> last_fix_;      // good or bad
+  std::optional<GpsData> interval_fix_;  // good, that the interval to be learned from begins with
+  std::uint64_t interval_begin_ = 0;     // sample
+  std::int64_t fix_arrival_ = 0;         // on the sensors' clock
+  std::optional<std::int64_t> good_fix_arrival_;
+  std::optional<std::int64_t> last_handed_;  // stamp of the last fix or row
+  double latency_ = 0.0;                     // of late fixes, s
+  bool in_outage_ = false;
+  std::int64_t reconsidered_ = 0;  // time of the last restart, ns
+};
+
+}  // namespace zuvdr

@@ -1,0 +1,154 @@
+// What the engine gets of a trip, and in which order.
+#include <algorithm>
+#include <cmath>
+
+#include "engine/fix_quality.h"
+#include "engine/limits.h"
+#include "host/careful.h"
+#include "host/earth_metres.h"
+#include "host/engine_probe.h"
+#include "nav/clock.h"
+
+namespace zuvdr {
+namespace {
+
+constexpr double kExitInterval = 1.0;   // s
+constexpr double kPrimeInterval = 0.5;  // s
+constexpr float kPrimeSpeed = 5.5F;     // m/s
+static_assert(kPrimeSpeed > kVehicleSpeed);
+constexpr float kStanding = 0.3F;  // m/s
+constexpr std::int64_t kRestSamples = 150;
+constexpr std::int64_t kRestInterval = 40'000'000;  // ns
+
+std::int64_t seconds_before(std::int64_t time, double seconds) {
+  return elapsed_ns(time, std::llround(seconds * kNanosecondsPerSecond));
+}
+
+// Where the fix was, by its velocity.
+GpsData before(GpsData fix, double seconds) {
+  fix.time_ns = seconds_before(fix.time_ns, seconds);
+  move(fix.latitude, fix.longitude, -fix.vel_e * seconds, -fix.vel_n * seconds);
+  return fix;
+}
+
+}  // namespace
+
+// All but the GNSS epoch itself.
+void Host::Careful::hand(const TripFix& entry) {
+  GpsData fix = entry.fix;
+  fix.time_ns = sensor_time(fix);
+  if (entry.good && passes_quality_test(fix)) prime(fix);
+  if (entry.ends_outage) sync(before(fix, kExitInterval));
+
+  const bool standing = entry.good && fix.speed < kStanding;
+  const bool calm = options_.calm && standing && given_.standing &&
+                    (GetCarFlag() & ZUVDR_CAR_ATTITUDE_CONVERGED) == 0;
+  given_.standing = standing;
+  if (options_.call_order) {
+    sync(fix);
+    std::uint64_t end = given_.samples;
+    while (end < trip_.samples.end() && trip_.samples[end].time_ns < fix.time_ns) ++end;
+    release(std::min(end + 1, trip_.samples.end()), calm);
+  } else {
+    release(entry.samples_end, calm);
+    sync(fix);
+  }
+  given_.last_stamp = fix.time_ns;
+}
+
+// The engine levels itself at a standstill only after a fast fix. Before the first good one it gets
+// a copy that is.
+void Host::Careful::prime(const GpsData& fix) {
+  if (!options_.prime || (GetCarFlag() & ZUVDR_CAR_VEHICLE_MODE) != 0) return;
+  if (probe_engine().pedestrian_started) return;
+  GpsData fast = fix;
+  fast.time_ns = seconds_before(fix.time_ns, kPrimeInterval);
+  if (given_.last_stamp && fast.time_ns <= *given_.last_stamp) return;
+  fast.speed = std::max(fast.speed, kPrimeSpeed);
+  sync(fast);
+  UpdateLocationbyGPSEvent(0);
+}
+
+void Host::Careful::release(std::uint64_t end, bool calm) {
+  given_.samples = std::max(given_.samples, trip_.samples.begin());
+  if (!calm) {
+    given_.calm_samples = 0;
+    given_.calm_force = given_.calm_rate = {};
+    for (; given_.samples < end; ++given_.samples) give(trip_.samples[given_.samples]);
+    return;
+  }
+  for (std::uint64_t i = given_.samples; i < end; ++i) {
+    given_.calm_force = given_.calm_force + trip_.samples[i].force;
+    given_.calm_rate = given_.calm_rate + trip_.samples[i].rate;
+    ++given_.calm_samples;
+  }
+  if (given_.calm_samples == 0) return;
+  const double share = 1.0 / static_cast<double>(given_.calm_samples);
+  for (; given_.samples < end; ++given_.samples) {
+    give({trip_.samples[given_.samples].time_ns, share * given_.calm_force,
+          share * given_.calm_rate});
+  }
+}
+
+void Host::Careful::give(const Sample& sample) {
+  const Vector force = used_ ? used_->mounting.to_vehicle(sample.force) : sample.force;
+  const Vector rate = used_ ? used_->mounting.to_vehicle(sample.rate) : sample.rate;
+  SensorData accelerometer{
+      ZUVDR_SENSOR_ACCELEROMETER, {force[0], force[1], force[2], 0, 0, 0}, sample.time_ns};
+  SensorData gyroscope{
+      ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, {rate[0], rate[1], rate[2], 0, 0, 0}, sample.time_ns};
+  if (options_.everywhere) {
+    quadrant_.enter(accelerometer);
+    quadrant_.enter(gyroscope);
+  }
+  UpdateLocationbySensorEvent(accelerometer);
+  UpdateLocationbySensorEvent(gyroscope);
+}
+
+void Host::Careful::sync(GpsData fix) {
+  if (options_.everywhere) quadrant_.enter(fix);
+  SyncGPSEventforFusion(&fix);
+}
+
+// The trip once more from its beginning, in the axes and by the clock of now. Answers that were
+// given stand.
+void Host::Careful::restart() {
+  give_trip(false);
+  const bool aligned = (GetCarFlag() & ZUVDR_CAR_POSITION_SET) != 0;
+  if (!aligned && rest_is_known()) {
+    give_trip(true);
+    note(Notice::kMadeUpRest);
+  }
+  ++counts_.restarts;
+}
+
+void Host::Careful::give_trip(bool with_rest) {
+  Reset();
+  given_ = {};
+  given_.samples = trip_.samples.begin();
+  if (with_rest) make_up_rest();
+  for (std::uint64_t i = trip_.fixes.begin(); i < trip_.fixes.end(); ++i) {
+    hand(trip_.fixes[i]);
+    UpdateLocationbyGPSEvent(trip_.fixes[i].sample);
+  }
+}
+
+// Six seconds of gravity and bias in front of the trip's first sample, and a fast fix in front of
+// them.
+void Host::Careful::make_up_rest() {
+  std::uint64_t i = trip_.fixes.begin();
+  while (i < trip_.fixes.end() && !trip_.fixes[i].good) ++i;
+  if (i == trip_.fixes.end() || trip_.samples.empty()) return;
+  const std::int64_t begin =
+      elapsed_ns(trip_.samples.front().time_ns, kRestSamples * kRestInterval);
+  GpsData fix = trip_.fixes[i].fix;
+  fix.time_ns = seconds_before(begin, 1.0);
+  fix.speed = std::max(fix.speed, kPrimeSpeed);
+  sync(fix);
+  UpdateLocationbyGPSEvent(0);
+  for (std::int64_t k = 0; k < kRestSamples; ++k) {
+    give({begin + k * kRestInterval, estimate_.result()->gravity, estimate_.result()->bias});
+  }
+}
+
+}  // namespace zuvdr

@@ -1,0 +1,69 @@
+// Gaps of the sensors: filled, or the engine reset.
+#include <algorithm>
+#include <cmath>
+
+#include "engine/fix_quality.h"
+#include "host/careful.h"
+#include "nav/clock.h"
+
+namespace zuvdr {
+namespace {
+
+constexpr double kLongestBlind = 2.0;  // s, filled without fixes
+constexpr double kFixesGoOn = 2.5;     // s since the last good one
+constexpr std::uint64_t kFixesUsed = 16;
+
+}  // namespace
+
+// False: the gap before the sample is too long.
+bool Host::Careful::bridge(const Sample& next) {
+  const double gap = elapsed_seconds(next.time_ns, *last_sample_);
+  if (gap < 2.5 * SampleRate::kBin / kNanosecondsPerSecond) return true;
+  const double silence = elapsed_seconds(next.time_ns, *last_real_sample_);
+  const bool fixes_go_on = last_fix_ && passes_quality_test(*last_fix_) &&
+                           elapsed_seconds(next.time_ns, sensor_time(*last_fix_)) < kFixesGoOn;
+  if (fixes_go_on && silence <= kLongestFilled) {
+    fill(next.time_ns, pending_ ? &pending_->fix : nullptr);
+  } else if (silence <= kLongestBlind) {
+    const Sample from = trip_.samples.back();
+    for (std::int64_t t = from.time_ns + SampleRate::kBin; t < next.time_ns;
+         t += SampleRate::kBin) {
+      const double part = elapsed_seconds(t, from.time_ns) / gap;
+      keep({t, from.force + part * (next.force - from.force),
+            from.rate + part * (next.rate - from.rate) + unrest(t)});
+    }
+  } else {
+    return false;
+  }
+  ++counts_.gaps_filled;
+  note(Notice::kGapFilled, silence);
+  return true;
+}
+
+// `newest`: a fix behind those of the trip.
+void Host::Careful::fill(std::int64_t until, const GpsData* newest) {
+  GapFilling filling;
+  const auto add = [&](GpsData fix) {
+    fix.time_ns = sensor_time(fix);
+    filling.add(fix);
+  };
+  const std::uint64_t end = trip_.fixes.end();
+  for (std::uint64_t i = std::max(trip_.fixes.begin(), end > kFixesUsed ? end - kFixesUsed : 0);
+       i < end; ++i) {
+    if (trip_.fixes[i].good && passes_quality_test(trip_.fixes[i].fix)) add(trip_.fixes[i].fix);
+  }
+  if (pending_ && passes_quality_test(pending_->fix)) add(pending_->fix);
+  if (newest != nullptr && pending_ && newest != &pending_->fix && passes_quality_test(*newest)) {
+    add(*newest);
+  }
+  if (!filling.usable() || trip_.samples.empty()) return;
+  const auto& learned = estimate_.result();
+  Mounting mounting = learned ? learned->mounting : estimate_.assumed_mounting();
+  const Vector gravity = learned ? learned->gravity : estimate_.mean_force();
+  const Vector bias = learned ? learned->bias : Vector{};
+  for (std::int64_t t = *last_sample_ + SampleRate::kBin; t < until; t += SampleRate::kBin) {
+    keep(filling.at(t, mounting, gravity, bias));
+  }
+}
+
+}  // namespace zuvdr

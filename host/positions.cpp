@@ -1,0 +1,31 @@
+#include "host/positions.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "host/earth_metres.h"
+#include "nav/clock.h"
+
+namespace zuvdr {
+
+void Positions::add(const Entry& entry) {
+  entries_.push(entry);
+}
+
+std::optional<HostPosition> Positions::at(std::int64_t time_ns) const {
+  for (std::uint64_t i = entries_.end(); i-- > entries_.begin();) {
+    const Entry& entry = entries_[i];
+    if (entry.position.time_ns > time_ns) continue;
+    HostPosition position = entry.position;
+    const double dt = elapsed_seconds(time_ns, position.time_ns);
+    move(position.latitude, position.longitude, entry.east_velocity * dt,
+         entry.north_velocity * dt);
+    position.time_ns = time_ns;
+    position.accuracy = std::hypot(position.accuracy, entry.velocity_sigma * dt);
+    position.fix_age = entry.good_fix ? elapsed_seconds(time_ns, *entry.good_fix) : kUnknown;
+    return position;
+  }
+  return std::nullopt;
+}
+
+}  // namespace zuvdr

@@ -1,0 +1,90 @@
+#include "host/road.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <utility>
+
+#include "host/engine_probe.h"
+#include "nav/clock.h"
+
+namespace zuvdr {
+namespace {
+
+constexpr double kSlowestCourse = 0.5;  // m/s
+
+double bearing_of(double east, double north) {
+  if (!(std::hypot(east, north) > kSlowestCourse)) return kUnknown;
+  const double bearing = std::atan2(east, north) * 180.0 / std::numbers::pi;
+  return bearing < 0.0 ? bearing + 360.0 : bearing;
+}
+
+}  // namespace
+
+Host::Road::Road(Answer answer, Notify notify)
+    : answer_(std::move(answer)), notify_(std::move(notify)) {
+  Reset();
+}
+
+HostAnswer Host::Road::run_gnss_epoch(const GpsData& told, int sample, bool good,
+                                      const Quadrant& quadrant) {
+  // A fix that sets the vehicle's position or the walker's filter is itself still answered without
+  // them, so their state before the call decides; a walker that the fix restarts is not used
+  // either.
+  const bool position_set = (GetCarFlag() & ZUVDR_CAR_POSITION_SET) != 0;
+  const EngineProbe earlier = probe_engine();
+  const int status = UpdateLocationbyGPSEvent(sample);
+  const EngineProbe engine = probe_engine();
+  Location location{};
+  GetLocation(&location);
+  quadrant.leave(location.latitude, location.longitude);
+
+  const double fix_sigma = std::hypot(told.pos_acc_e, told.pos_acc_n);
+  if (good && engine.fix_accepted) {
+    good_fix_ = told.time_ns;
+    good_fix_sigma_ = fix_sigma;
+  }
+  HostPosition position{};
+  position.time_ns = told.time_ns;
+  position.latitude = location.latitude;
+  position.longitude = location.longitude;
+  position.altitude = told.altitude;
+  double east = told.vel_e, north = told.vel_n;
+  entry_.velocity_sigma = std::hypot(told.vel_acc_e, told.vel_acc_n);
+  if (earlier.pedestrian_ready && engine.pedestrian_started) {
+    position.source = Source::kWalker;
+    east = -engine.pedestrian_speed * std::sin(engine.pedestrian_heading);
+    north = quadrant.leave_north(engine.pedestrian_speed * std::cos(engine.pedestrian_heading));
+    position.accuracy = std::hypot(engine.pedestrian_sigma, good_fix_sigma_);
+  } else if (position_set) {
+    position.source = engine.fix_accepted ? Source::kCorrected : Source::kDeadReckoned;
+    position.time_ns = engine.last_epoch_time;
+    east = engine.east_velocity;
+    north = quadrant.leave_north(engine.north_velocity);
+    position.accuracy = std::hypot(engine.position_sigma, good_fix_sigma_);
+  } else {
+    position.source = Source::kRawFix;
+    position.accuracy = fix_sigma;
+  }
+  position.speed = std::hypot(east, north);
+  position.bearing = bearing_of(east, north);
+  position.fix_age = good_fix_ ? elapsed_seconds(position.time_ns, *good_fix_) : kUnknown;
+  entry_.position = position;
+  entry_.east_velocity = east;
+  entry_.north_velocity = north;
+  entry_.good_fix = good_fix_;
+  return {.fix = told,
+          .sample = sample,
+          .refused = false,
+          .status = status,
+          .position = position,
+          .position_was_set = position_set,
+          .walker_started = earlier.pedestrian_started};
+}
+
+void Host::Road::publish(const HostAnswer& answer) {
+  positions_.add(entry_);
+  if (answer_) answer_(answer);
+}
+
+}  // namespace zuvdr
