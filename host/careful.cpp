@@ -200,8 +200,10 @@ void Host::Careful::keep_going() {
   if (!last_fix_ || !last_handed_) return;
   if (!in_outage_ && elapsed_seconds(*now_, fix_arrival_) < kOutageBegins) return;
   // Behind the sensors as fixes are: the first one that comes again must lie after the last row.
-  const std::int64_t time =
-      elapsed_ns(*now_, std::llround((latency_ - offset_) * kNanosecondsPerSecond));
+  // Not ahead of the samples either, which events that are sorted may hold back.
+  const std::int64_t behind = elapsed_ns(*now_, std::llround(latency_ * kNanosecondsPerSecond));
+  const std::int64_t time = elapsed_ns(std::min(behind, last_sample_.value_or(behind)),
+                                       -std::llround(offset_ * kNanosecondsPerSecond));
   if (elapsed_seconds(time, *last_handed_) < kRowInterval) return;
   if (pending_) answer_pending();
   GpsData row{};

@@ -17,7 +17,10 @@ constexpr double kPrimeInterval = 0.5;  // s
 constexpr float kPrimeSpeed = 5.5F;     // m/s
 static_assert(kPrimeSpeed > kVehicleSpeed);
 constexpr float kStanding = 0.3F;  // m/s
-constexpr std::int64_t kRestSamples = 150;
+constexpr std::int64_t kRestSamples = 175;
+// At the end of a made-up rest: the engine has to know that it is over before the vehicle's own
+// acceleration comes, which it would take for a tilt.
+constexpr std::int64_t kDepartingSamples = 25;
 constexpr std::int64_t kRestInterval = 40'000'000;  // ns
 
 std::int64_t seconds_before(std::int64_t time, double seconds) {
@@ -133,7 +136,7 @@ void Host::Careful::give_trip(bool with_rest) {
   }
 }
 
-// Six seconds of gravity and bias in front of the trip's first sample, and a fast fix in front of
+// Seven seconds of gravity and bias in front of the trip's first sample, and a fast fix in front of
 // them.
 void Host::Careful::make_up_rest() {
   std::uint64_t i = trip_.fixes.begin();
@@ -141,13 +144,22 @@ void Host::Careful::make_up_rest() {
   if (i == trip_.fixes.end() || trip_.samples.empty()) return;
   const std::int64_t begin =
       elapsed_ns(trip_.samples.front().time_ns, kRestSamples * kRestInterval);
+  // The navigator starts with the velocity of the fix that releases its first epoch.
   GpsData fix = trip_.fixes[i].fix;
-  fix.time_ns = seconds_before(begin, 1.0);
+  fix.vel_e = fix.vel_n = fix.vel_u = 0.0F;
   fix.speed = std::max(fix.speed, kPrimeSpeed);
+  fix.time_ns = seconds_before(begin, 1.0);
   sync(fix);
   UpdateLocationbyGPSEvent(0);
   for (std::int64_t k = 0; k < kRestSamples; ++k) {
-    give({begin + k * kRestInterval, estimate_.result()->gravity, estimate_.result()->bias});
+    const std::int64_t time = begin + k * kRestInterval;
+    const bool departing = k >= kRestSamples - kDepartingSamples;
+    const Vector& bias = estimate_.result()->bias;
+    if (k == kRestSamples - 1) {
+      fix.time_ns = time;
+      sync(fix);
+    }
+    give({time, estimate_.result()->gravity, departing ? bias + unrest(time) : bias});
   }
 }
 

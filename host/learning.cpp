@@ -25,6 +25,12 @@ constexpr double kRefinedBy = 1.0;         // degrees
 constexpr double kOffsetRefinedBy = 0.03;  // s
 constexpr double kBetweenRestarts = 10.0;  // s
 
+// Degrees about up from one to the other, without its sign.
+double turned(const Mounting& from, const Mounting& to) {
+  const Vector ahead = from.to_vehicle(to.forward);
+  return std::fabs(std::atan2(ahead[0], ahead[1])) * 180.0 / std::numbers::pi;
+}
+
 }  // namespace
 
 void Host::Careful::learn(const TripFix& entry) {
@@ -87,11 +93,7 @@ void Host::Careful::reconsider() {
   const bool waited = elapsed_seconds(*last_sample_, reconsidered_) > kBetweenRestarts;
   if (now && waited) {
     if (options_.mounting_yaw && now->sigma < kYawSigma && now->driving >= kYawDriving) {
-      const double off =
-          used_ ? std::acos(
-                      std::clamp(dot(used_->mounting.forward, now->mounting.forward), -1.0, 1.0)) *
-                      180.0 / std::numbers::pi
-                : HUGE_VAL;
+      const double off = used_ ? turned(used_->mounting, now->mounting) : HUGE_VAL;
       const bool better =
           now->sigma < kRefinedSigma && off > std::max(kRefinedBy, 2.0 * now->sigma);
       if (!used_ || (better && trip_.complete())) {

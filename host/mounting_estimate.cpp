@@ -24,6 +24,14 @@ constexpr double kLeastSpread = 0.01;  // (m/s^2)^2, of the residuals' mean squa
 constexpr double kLeastCoherence = 0.5;
 constexpr double kDegree = std::numbers::pi / 180.0;
 
+// With forward as near to `ahead` as it can be.
+Mounting mounting_of(const Vector& gravity, const Vector& ahead) {
+  const Vector up = (1.0 / norm(gravity)) * gravity;
+  const Vector level = ahead - dot(ahead, up) * up;
+  const Vector forward = (1.0 / norm(level)) * level;
+  return {cross(forward, up), forward, up};
+}
+
 }  // namespace
 
 MountingEstimate::MountingEstimate() : intervals_(kMostIntervals) {
@@ -73,9 +81,7 @@ Vector MountingEstimate::up() const {
 Mounting MountingEstimate::assumed_mounting() const {
   const Vector above = up();
   const Vector axis = std::fabs(above[2]) > 0.7 ? Vector{0, 1, 0} : Vector{0, 0, -1};
-  const Vector level = axis - dot(axis, above) * above;
-  const Vector ahead = (1.0 / norm(level)) * level;
-  return {cross(ahead, above), ahead, above};
+  return mounting_of(above, axis);
 }
 
 void MountingEstimate::estimate() {
@@ -155,11 +161,12 @@ void MountingEstimate::estimate() {
   result.driving = driving;
   Vector gravity{};
   for (std::uint64_t i = intervals_.begin(); i < intervals_.end(); ++i) {
-    const std::size_t k = static_cast<std::size_t>(i - intervals_.begin());
+    const auto k = static_cast<std::size_t>(i - intervals_.begin());
     const Vector moving{-vehicle_[k].imag(), vehicle_[k].real(), 0.0};
     gravity = gravity + (1.0 / count) * (intervals_[i].force - result.mounting.to_phone(moving));
   }
   result.gravity = gravity;
+  result.mounting = mounting_of(gravity, ahead);
   if (rest_rate_) {
     result.bias = *rest_rate_;
   } else {
