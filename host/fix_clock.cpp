@@ -34,7 +34,6 @@ void FixClock::forget() {
   next_ = courses_.end();
   cost_ = {};
   turns_ = 0;
-  turning_ = false;
   offset_.reset();
 }
 
@@ -97,9 +96,7 @@ bool FixClock::use(const Course& from, const Course& to) {
   if (std::fabs(turn) < 0.03 * duration && std::fabs(middle) < 0.1 * duration) {
     drift_ = kDriftKept * drift_ + (1.0 - kDriftKept) * (middle - turn) / duration;
   }
-  const bool turning = std::fabs(turn) > kTurning * duration;
-  if (turning && !turning_) ++turns_;
-  turning_ = turning;
+  if (std::fabs(turn) > kTurning * duration) ++turns_;
   return true;
 }
 
