@@ -135,7 +135,8 @@ void Host::Careful::fix(const GpsData& fix, int sample) {
   last_handed_ = fix.time_ns;
   pending_ = Pending{fix, sample, now_.value_or(fix.time_ns)};
   last_fix_ = fix;
-  fix_arrival_ = now_.value_or(fix.time_ns);
+  // Not before the fix itself, where the sensors are silent.
+  fix_arrival_ = std::max(now_.value_or(sensor_time(fix)), sensor_time(fix));
   if (sample == 0 && passes_quality_test(fix)) good_fix_arrival_ = fix_arrival_;
   if (!options_.call_order || (last_sample_ && *last_sample_ >= sensor_time(fix))) answer_pending();
 }

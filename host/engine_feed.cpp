@@ -94,18 +94,15 @@ void Host::Careful::release(std::uint64_t end, bool calm) {
 }
 
 void Host::Careful::give(const Sample& sample) {
-  const Vector force = used_ ? used_->mounting.to_vehicle(sample.force) : sample.force;
-  const Vector rate = used_ ? used_->mounting.to_vehicle(sample.rate) : sample.rate;
-  SensorData accelerometer{
-      ZUVDR_SENSOR_ACCELEROMETER, {force[0], force[1], force[2], 0, 0, 0}, sample.time_ns};
-  SensorData gyroscope{
-      ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, {rate[0], rate[1], rate[2], 0, 0, 0}, sample.time_ns};
-  if (options_.everywhere) {
-    quadrant_.enter(accelerometer);
-    quadrant_.enter(gyroscope);
-  }
-  UpdateLocationbySensorEvent(accelerometer);
-  UpdateLocationbySensorEvent(gyroscope);
+  Vector force = used_ ? used_->mounting.to_vehicle(sample.force) : sample.force;
+  Vector rate = used_ ? used_->mounting.to_vehicle(sample.rate) : sample.rate;
+  if (options_.everywhere) quadrant_.enter(force, rate);
+  UpdateLocationbySensorEvent({ZUVDR_SENSOR_ACCELEROMETER,
+                               {force[0], force[1], force[2], 0, 0, 0},
+                               sample.time_ns});
+  UpdateLocationbySensorEvent({ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED,
+                               {rate[0], rate[1], rate[2], 0, 0, 0},
+                               sample.time_ns});
 }
 
 void Host::Careful::sync(GpsData fix) {

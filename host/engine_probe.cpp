@@ -3,6 +3,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "nav/constants.h"
+
 namespace zuvdr {
 namespace {
 
@@ -31,6 +33,16 @@ EngineProbe probe_engine() {
           .pedestrian_sigma = std::sqrt(engine.pdr_kf.P[0] + engine.pdr_kf.P[5]),
           .bout_steps = engine.step_detector.bout_step_count,
           .total_steps = engine.step_detector.total_steps};
+}
+
+RestingSensors probe_resting_sensors() {
+  const INS& ins = minsZuAlgo->ins;
+  RestingSensors resting;
+  for (std::size_t i = 0; i < 3; ++i) {
+    resting.force[i] = kGravity * ins.Cnb[6 + i] + ins.db[i];  // Cnb^T (0, 0, g)
+    resting.rate[i] = ins.eb[i];
+  }
+  return resting;
 }
 
 std::optional<SensorEpoch> pair_epoch(const SensorData& event) {

@@ -8,6 +8,7 @@
 
 #include "ZuVDR.h"
 #include "engine/insZuAlgo.h"
+#include "host/vector.h"
 
 namespace zuvdr {
 
@@ -33,6 +34,14 @@ struct EngineProbe {
 };
 
 EngineProbe probe_engine();
+
+// What the sensors of a vehicle at rest show, by the attitude and biases that the navigator has; in
+// the axes and the mirror in which the engine got its samples.
+struct RestingSensors {
+  Vector force;  // m/s^2
+  Vector rate;   // rad/s
+};
+RestingSensors probe_resting_sensors();
 
 // Files the event and pairs it as the engine does; no fix is needed to release the epoch that it
 // completes.

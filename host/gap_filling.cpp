@@ -10,7 +10,6 @@ namespace zuvdr {
 namespace {
 
 constexpr double kSlowestCourse = 2.0;  // m/s
-constexpr double kStanding = 0.3;       // m/s
 constexpr double kUnrest = 0.003;       // rad/s
 
 }  // namespace
@@ -29,8 +28,8 @@ void GapFilling::add(const GpsData& fix) {
   fixes_[count_++] = fix;
 }
 
-Sample GapFilling::at(std::int64_t time_ns, const Mounting& mounting, const Vector& gravity,
-                      const Vector& bias) const {
+Sample GapFilling::at(std::int64_t time_ns, const Mounting& mounting, const Vector& resting_force,
+                      const Vector& resting_rate) const {
   std::size_t k = 1;
   while (k + 1 < count_ && fixes_[k].time_ns < time_ns) ++k;
   const GpsData& from = fixes_[k - 1];
@@ -48,9 +47,8 @@ Sample GapFilling::at(std::int64_t time_ns, const Mounting& mounting, const Vect
       turn = std::remainder(change, 2.0 * std::numbers::pi) / duration;
     }
   }
-  Vector rate = bias + turn * mounting.up;
-  if (speed > kStanding) rate = rate + unrest(time_ns);
-  return {time_ns, gravity + mounting.to_phone({-speed * turn, forward, 0.0}), rate};
+  return {time_ns, resting_force + mounting.to_phone({-speed * turn, forward, 0.0}),
+          resting_rate + turn * mounting.up + unrest(time_ns)};
 }
 
 }  // namespace zuvdr

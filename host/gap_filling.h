@@ -11,15 +11,15 @@
 namespace zuvdr {
 
 // From fixes on both sides: forward the change of speed, to the right v times the turn rate
-// (clockwise), gravity and the gyroscope's bias as learned. Never quite constant while the vehicle
-// moves: that would look like a standstill.
+// (clockwise), on top of what the sensors show at rest. Never quite constant: that would look like
+// a standstill, which levels the navigator.
 class GapFilling {
  public:
   // Good fixes in the order of time, on the sensors' clock.
   void add(const GpsData& fix);
   bool usable() const { return count_ >= 2; }
-  Sample at(std::int64_t time_ns, const Mounting& mounting, const Vector& gravity,
-            const Vector& bias) const;
+  Sample at(std::int64_t time_ns, const Mounting& mounting, const Vector& resting_force,
+            const Vector& resting_rate) const;
 
  private:
   std::array<GpsData, 16> fixes_;

@@ -4,6 +4,7 @@
 
 #include "engine/fix_quality.h"
 #include "host/careful.h"
+#include "host/engine_probe.h"
 #include "nav/clock.h"
 
 namespace zuvdr {
@@ -58,11 +59,18 @@ void Host::Careful::fill(std::int64_t until, const GpsData* newest) {
   }
   if (!filling.usable() || trip_.samples.empty()) return;
   const auto& learned = estimate_.result();
-  Mounting mounting = learned ? learned->mounting : estimate_.assumed_mounting();
-  const Vector gravity = learned ? learned->gravity : estimate_.mean_force();
-  const Vector bias = learned ? learned->bias : Vector{};
+  const Mounting mounting = learned ? learned->mounting : estimate_.assumed_mounting();
+  Vector force = learned ? learned->gravity : estimate_.mean_force();
+  Vector rate = learned ? learned->bias : Vector{};
+  if ((GetCarFlag() & ZUVDR_CAR_POSITION_SET) != 0) {
+    // What agrees with the navigator does not tilt it.
+    RestingSensors resting = probe_resting_sensors();
+    if (options_.everywhere) quadrant_.enter(resting.force, resting.rate);
+    force = used_ ? used_->mounting.to_phone(resting.force) : resting.force;
+    rate = used_ ? used_->mounting.to_phone(resting.rate) : resting.rate;
+  }
   for (std::int64_t t = *last_sample_ + SampleRate::kBin; t < until; t += SampleRate::kBin) {
-    keep(filling.at(t, mounting, gravity, bias));
+    keep(filling.at(t, mounting, force, rate));
   }
 }
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <optional>
 
 #include "engine/fix_quality.h"
 #include "host/careful.h"
@@ -22,7 +23,7 @@ constexpr double kRestDriving = 40.0;
 constexpr double kRestSigma = 2.0;
 constexpr double kRefinedSigma = 1.5;
 constexpr double kRefinedBy = 1.0;         // degrees
-constexpr double kOffsetRefinedBy = 0.03;  // s
+constexpr double kOffsetRefinedBy = 0.05;  // s
 constexpr double kBetweenRestarts = 10.0;  // s
 
 // Degrees about up from one to the other, without its sign.
@@ -73,24 +74,26 @@ bool Host::Careful::rest_is_known() const {
   return options_.made_up_rest && now && now->sigma < kRestSigma && now->driving >= kRestDriving;
 }
 
+// Between good fixes: in an outage a trip given again may end anywhere.
 void Host::Careful::reconsider() {
-  if (probe_engine().pedestrian_started || !last_sample_) return;
-  bool again = false;
-  if (const auto& offset = clock_.offset(); options_.fix_clock &&
-                                            !std::isfinite(options_.fix_clock_offset) && offset &&
-                                            std::fabs(*offset - offset_) > kOffsetRefinedBy) {
+  if (!interval_fix_ || !last_sample_) return;
+  const std::optional<double>& offset = clock_.offset();
+  if (options_.fix_clock && !std::isfinite(options_.fix_clock_offset) && offset &&
+      std::fabs(*offset - offset_) > kOffsetRefinedBy) {
+    // From the next fix on: what was given before does not move.
     offset_ = *offset;
     counts_.fix_clock_offset = offset_;
     note(Notice::kFixClock, offset_);
     interval_fix_.reset();
-    again = true;
   }
+  if (probe_engine().pedestrian_started) return;
   const auto& now = estimate_.result();
   if (now) {
     counts_.mounting_yaw = now->yaw;
     counts_.mounting_yaw_sigma = now->sigma;
   }
   const bool waited = elapsed_seconds(*last_sample_, reconsidered_) > kBetweenRestarts;
+  bool again = false;
   if (now && waited) {
     if (options_.mounting_yaw && now->sigma < kYawSigma && now->driving >= kYawDriving) {
       const double off = used_ ? turned(used_->mounting, now->mounting) : HUGE_VAL;

@@ -1,7 +1,6 @@
 #include "host/quadrant.h"
 
 #include <cmath>
-#include <initializer_list>
 
 namespace zuvdr {
 namespace {
@@ -38,22 +37,6 @@ bool Quadrant::choose_for(double latitude, double longitude) {
   const double east = within_turn(longitude);
   east_shift_ = east >= kClear && east <= 180.0 - kClear ? 0.0 : kMiddle - longitude;
   return !first;
-}
-
-void Quadrant::enter(SensorData& event) const {
-  if (!mirrored_) return;
-  switch (event.type) {
-    case ZUVDR_SENSOR_ACCELEROMETER:
-      event.values[0] = -event.values[0];
-      event.values[3] = -event.values[3];
-      break;
-    case ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED:
-    case ZUVDR_SENSOR_MAGNETOMETER_UNCALIBRATED:
-      for (const int i : {1, 2, 4, 5}) event.values[i] = -event.values[i];
-      break;
-    default:
-      break;
-  }
 }
 
 void Quadrant::enter(GpsData& fix) const {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "ZuVDR.h"
+#include "host/vector.h"
 
 namespace zuvdr {
 
@@ -19,7 +20,13 @@ class Quadrant {
   // then. Degrees.
   bool choose_for(double latitude, double longitude);
 
-  void enter(SensorData& event) const;
+  // In the engine's mirror, and out of it again.
+  void enter(Vector& force, Vector& rate) const {
+    if (!mirrored_) return;
+    force[0] = -force[0];
+    rate[1] = -rate[1];
+    rate[2] = -rate[2];
+  }
   void enter(GpsData& fix) const;
   void leave(double& latitude, double& longitude) const;
   // East is the same on both sides.
