@@ -12,7 +12,8 @@ namespace {
 
 constexpr int kArmed = 20;           // fixes in a row that pass
 constexpr double kLongest = 25.0;    // s: then the fixes are right and the output is wrong
-constexpr double kAgeAtMost = 60.0;  // s
+// After a long outage the output may be wrong as well, but it comes back to the fixes soon.
+constexpr int kArmedAfterOutage = 5;
 
 }  // namespace
 
@@ -25,7 +26,8 @@ std::optional<double> FixGate::refuses(const GpsData& fix,
   }
   const double age = last_good_ ? elapsed_seconds(fix.time_ns, *last_good_) : 0.0;
   if (age > kLongest) {
-    passed_ = 0;
+    passed_ = passed_ < kArmed || refusing_ ? 0 : kArmed - kArmedAfterOutage;
+    refusing_ = false;
     last_good_ = fix.time_ns;
     return std::nullopt;
   }
@@ -34,11 +36,15 @@ std::optional<double> FixGate::refuses(const GpsData& fix,
   const double off =
       metres_between(expected->latitude, expected->longitude, fix.latitude, fix.longitude);
   if (off > 3.0 * std::hypot(drift, sigma)) {
-    if (passed_ >= kArmed) return off;
+    if (passed_ >= kArmed) {
+      refusing_ = true;
+      return off;
+    }
     passed_ = 0;
   } else {
     passed_ = std::min(passed_ + 1, kArmed);
   }
+  refusing_ = false;
   last_good_ = fix.time_ns;
   return std::nullopt;
 }

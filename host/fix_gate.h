@@ -16,7 +16,8 @@ class FixGate {
   void reset() { passed_ = 0; }
 
  private:
-  int passed_ = 0;  // in a row
+  int passed_ = 0;         // in a row
+  bool refusing_ = false;  // the fix before
   std::optional<std::int64_t> last_good_;
 };
 
