@@ -7,7 +7,7 @@
 
 #include "engine/fix_quality.h"
 #include "engine/limits.h"
-#include "host/earth_metres.h"
+#include "host/engine_probe.h"
 #include "nav/clock.h"
 
 namespace zuvdr {
@@ -21,6 +21,9 @@ constexpr double kRowInterval = 1.0;     // s
 constexpr double kLongestLatency = 3.0;  // s, of a receiver
 constexpr double kLatencyKept = 0.95;    // of the longest one, by every fix
 constexpr double kWildStamp = 10.0;      // s from all others
+constexpr float kSlowestRow = 0.5F;      // m/s, of a walker
+static_assert(kSlowestRow > kSlowestWalk);
+constexpr float kCourseSigma = 0.15F;  // the walker's filter divides it by no speed: rad
 
 bool finite(const GpsData& fix) {
   return std::isfinite(fix.latitude) && std::isfinite(fix.longitude) &&
@@ -108,6 +111,7 @@ void Host::Careful::keep(const Sample& sample) {
     trip_.samples.push(sample);
   }
   clock_.add(sample, estimate_.up());
+  walker_course_.add(sample);
 }
 
 void Host::Careful::fix(const GpsData& fix, int sample) {
@@ -163,15 +167,16 @@ void Host::Careful::flush() {
 void Host::Careful::answer_pending() {
   const Pending pending = *pending_;
   pending_.reset();
-  use(pending.fix, pending.sample);
+  use(pending.fix, pending.sample, false);
 }
 
-void Host::Careful::use(const GpsData& fix, int sample) {
-  TripFix entry{fix, sample, sample == 0, in_outage_ && sample == 0, trip_.samples.end()};
+void Host::Careful::use(const GpsData& fix, int sample, bool own_row) {
+  const bool is_fix = sample == 0 && !own_row;
+  TripFix entry{fix, sample, is_fix, in_outage_ && is_fix, trip_.samples.end()};
   GpsData told = fix;
   told.time_ns = sensor_time(fix);
   std::optional<double> off;
-  if (options_.bad_fixes && sample == 0 && passes_quality_test(fix)) {
+  if (options_.bad_fixes && is_fix && passes_quality_test(fix)) {
     const std::optional<HostPosition> expected = positions_.at(told.time_ns);
     off = gate_.refuses(told, expected);
     if (off) {
@@ -185,18 +190,17 @@ void Host::Careful::use(const GpsData& fix, int sample) {
       note(Notice::kFixRefused, *off);
     }
   }
-  if (sample == 0) in_outage_ = false;
+  if (is_fix) in_outage_ = false;
   trip_.fixes.push(entry);
   hand(entry);
   HostAnswer answer = run_gnss_epoch(told, entry.sample, entry.good, quadrant_);
-  answer.sample = sample;
+  answer.sample = is_fix ? 0 : 1;
   answer.refused = off.has_value();
   publish(answer);
   learn(entry);
   reconsider();
 }
 
-// A row without a fix: the last position, standing, with accuracies that pass nothing.
 void Host::Careful::keep_going() {
   if (!last_fix_ || !last_handed_) return;
   if (!in_outage_ && elapsed_seconds(*now_, fix_arrival_) < kOutageBegins) return;
@@ -207,16 +211,39 @@ void Host::Careful::keep_going() {
                                        -std::llround(offset_ * kNanosecondsPerSecond));
   if (elapsed_seconds(time, *last_handed_) < kRowInterval) return;
   if (pending_) answer_pending();
+  in_outage_ = true;
+  ++counts_.outage_rows;
+  last_handed_ = time;
+  const EngineProbe engine = probe_engine();
+  const bool walker = options_.walkers && engine.pedestrian_started && engine.pedestrian_ready;
+  // Five rows in a row that say that they are none end the walker.
+  use(walker ? walker_row(time) : standing_row(time), walker ? 0 : 1, true);
+}
+
+// The last position, standing, with accuracies that pass nothing.
+GpsData Host::Careful::standing_row(std::int64_t time) const {
   GpsData row{};
   row.time_ns = time;
   row.latitude = last_fix_->latitude;
   row.longitude = last_fix_->longitude;
   row.altitude = last_fix_->altitude;
   set_far(row);
-  in_outage_ = true;
-  ++counts_.outage_rows;
-  last_handed_ = time;
-  use(row, 1);
+  return row;
+}
+
+// His speed keeps the walker going; his steps tell how far, the gyroscope, where it can, whither.
+GpsData Host::Careful::walker_row(std::int64_t time) const {
+  GpsData row = standing_row(time);
+  row.speed = std::clamp(last_fix_->speed, kSlowestRow, kVehicleSpeed);
+  row.vel_e = last_fix_->vel_e;
+  row.vel_n = last_fix_->vel_n;
+  if (const auto estimate = walker_course_.estimate()) {
+    row.vel_e = static_cast<float>(-estimate->speed * std::sin(estimate->course));
+    row.vel_n = static_cast<float>(estimate->speed * std::cos(estimate->course));
+    row.speed = std::clamp(static_cast<float>(estimate->speed), kSlowestRow, kVehicleSpeed);
+    row.vel_acc_e = row.vel_acc_n = kCourseSigma;
+  }
+  return row;
 }
 
 void Host::Careful::reset() {

@@ -15,6 +15,7 @@
 #include "host/road.h"
 #include "host/sample_rate.h"
 #include "host/trip.h"
+#include "host/walker_course.h"
 
 namespace zuvdr {
 
@@ -53,7 +54,10 @@ class Host::Careful final : public Host::Road {
   void keep(const Sample& sample);
   void keep_going();
   void answer_pending();
-  void use(const GpsData& fix, int sample);
+  // `sample`: what the engine is told; a row of the host's own is not a fix even where that is 0.
+  void use(const GpsData& fix, int sample, bool own_row);
+  GpsData standing_row(std::int64_t time) const;
+  GpsData walker_row(std::int64_t time) const;
   std::int64_t sensor_time(const GpsData& fix) const;
   bool advances(const GpsData& fix) const;
   void reset();
@@ -92,6 +96,7 @@ class Host::Careful final : public Host::Road {
   FixClock clock_;
   double offset_ = 0.0;  // s, taken off the stamps of fixes
   FixGate gate_;
+  WalkerCourse walker_course_;
 
   std::optional<Pending> pending_;
   std::optional<std::int64_t> now_;  // newest sensor event

@@ -97,12 +97,10 @@ void Host::Careful::give(const Sample& sample) {
   Vector force = used_ ? used_->mounting.to_vehicle(sample.force) : sample.force;
   Vector rate = used_ ? used_->mounting.to_vehicle(sample.rate) : sample.rate;
   if (options_.everywhere) quadrant_.enter(force, rate);
-  UpdateLocationbySensorEvent({ZUVDR_SENSOR_ACCELEROMETER,
-                               {force[0], force[1], force[2], 0, 0, 0},
-                               sample.time_ns});
-  UpdateLocationbySensorEvent({ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED,
-                               {rate[0], rate[1], rate[2], 0, 0, 0},
-                               sample.time_ns});
+  UpdateLocationbySensorEvent(
+      {ZUVDR_SENSOR_ACCELEROMETER, {force[0], force[1], force[2], 0, 0, 0}, sample.time_ns});
+  UpdateLocationbySensorEvent(
+      {ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, {rate[0], rate[1], rate[2], 0, 0, 0}, sample.time_ns});
 }
 
 void Host::Careful::sync(GpsData fix) {

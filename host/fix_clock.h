@@ -49,7 +49,7 @@ class FixClock {
   std::uint64_t next_ = 0;  // of courses_, the first whose interval was not used
   std::array<double, kGrid> cost_{};
   double drift_ = 0.0;  // of the angle, rad/s
-  int turns_ = 0;  // intervals with one
+  int turns_ = 0;       // intervals with one
   std::optional<double> offset_;
 };
 

@@ -10,8 +10,8 @@
 namespace zuvdr {
 namespace {
 
-constexpr int kArmed = 20;           // fixes in a row that pass
-constexpr double kLongest = 25.0;    // s: then the fixes are right and the output is wrong
+constexpr int kArmed = 20;         // fixes in a row that pass
+constexpr double kLongest = 25.0;  // s: then the fixes are right and the output is wrong
 // After a long outage the output may be wrong as well, but it comes back to the fixes soon.
 constexpr int kArmedAfterOutage = 5;
 

@@ -42,6 +42,7 @@ void Host::Careful::learn(const TripFix& entry) {
   }
   if (options_.fix_clock) clock_.add(fix);
   fix.time_ns = sensor_time(fix);
+  if (options_.walkers) walker_course_.add(fix);
   const double duration =
       interval_fix_ ? elapsed_seconds(fix.time_ns, interval_fix_->time_ns) : HUGE_VAL;
   if (duration < kShortestInterval) return;

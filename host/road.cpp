@@ -13,6 +13,21 @@ namespace {
 
 constexpr double kSlowestCourse = 0.5;  // m/s
 
+// Fixes err alike for tens of seconds, which the filters do not know: what the last good fix states
+// of itself is joined with their own sigma. Fitted to 68 % of errors inside, over simulated drives
+// and recordings with fixes cut out (docs/host.md).
+struct Share {
+  double filter;
+  double fix;
+};
+constexpr Share kCorrectedShare{1.0, 0.85};
+constexpr Share kDeadReckonedShare{1.1, 0.85};
+constexpr Share kWalkerShare{1.0, 1.5};
+
+double joined(const Share& share, double filter_sigma, double fix_sigma) {
+  return std::hypot(share.filter * filter_sigma, share.fix * fix_sigma);
+}
+
 double bearing_of(double east, double north) {
   if (!(std::hypot(east, north) > kSlowestCourse)) return kUnknown;
   const double bearing = std::atan2(east, north) * 180.0 / std::numbers::pi;
@@ -55,13 +70,15 @@ HostAnswer Host::Road::run_gnss_epoch(const GpsData& told, int sample, bool good
     position.source = Source::kWalker;
     east = -engine.pedestrian_speed * std::sin(engine.pedestrian_heading);
     north = quadrant.leave_north(engine.pedestrian_speed * std::cos(engine.pedestrian_heading));
-    position.accuracy = std::hypot(engine.pedestrian_sigma, good_fix_sigma_);
+    position.accuracy = joined(kWalkerShare, engine.pedestrian_sigma, good_fix_sigma_);
   } else if (position_set) {
     position.source = engine.fix_accepted ? Source::kCorrected : Source::kDeadReckoned;
     position.time_ns = engine.last_epoch_time;
     east = engine.east_velocity;
     north = quadrant.leave_north(engine.north_velocity);
-    position.accuracy = std::hypot(engine.position_sigma, good_fix_sigma_);
+    const bool corrected = position.source == Source::kCorrected;
+    position.accuracy = joined(corrected ? kCorrectedShare : kDeadReckonedShare,
+                               engine.position_sigma, good_fix_sigma_);
   } else {
     position.source = Source::kRawFix;
     position.accuracy = fix_sigma;
