@@ -92,6 +92,7 @@ class Host::Careful final : public Host::Road {
   Trip trip_;
   Given given_;
   MountingEstimate estimate_;
+  bool turned_ = false;  // the phone, since the mounting in use was learned
   std::optional<MountingEstimate::Result> used_;  // mounting that the engine is given
   FixClock clock_;
   double offset_ = 0.0;  // s, taken off the stamps of fixes

@@ -24,13 +24,8 @@ constexpr double kRestSigma = 2.0;
 constexpr double kRefinedSigma = 1.5;
 constexpr double kRefinedBy = 1.0;         // degrees
 constexpr double kOffsetRefinedBy = 0.05;  // s
+constexpr double kSinceTurn = 20.0;        // s, of what tells that the phone was turned
 constexpr double kBetweenRestarts = 10.0;  // s
-
-// Degrees about up from one to the other, without its sign.
-double turned(const Mounting& from, const Mounting& to) {
-  const Vector ahead = from.to_vehicle(to.forward);
-  return std::fabs(std::atan2(ahead[0], ahead[1])) * 180.0 / std::numbers::pi;
-}
 
 }  // namespace
 
@@ -63,9 +58,10 @@ void Host::Careful::learn(const TripFix& entry) {
       const double change = std::atan2(-fix.vel_e, fix.vel_n) - std::atan2(-from.vel_e, from.vel_n);
       turn = std::remainder(change, 2.0 * std::numbers::pi) / duration;
     }
-    estimate_.add({fix.time_ns, duration, share * force, share * rate,
-                   0.5 * (static_cast<double>(from.speed) + fix.speed),
-                   (static_cast<double>(fix.speed) - from.speed) / duration, turn});
+    turned_ = estimate_.add({fix.time_ns, duration, share * force, share * rate,
+                             0.5 * (static_cast<double>(from.speed) + fix.speed),
+                             (static_cast<double>(fix.speed) - from.speed) / duration, turn}) ||
+              turned_;
   }
   interval_fix_ = fix;
 }
@@ -97,10 +93,16 @@ void Host::Careful::reconsider() {
   bool again = false;
   if (now && waited) {
     if (options_.mounting_yaw && now->sigma < kYawSigma && now->driving >= kYawDriving) {
-      const double off = used_ ? turned(used_->mounting, now->mounting) : HUGE_VAL;
+      const double off = used_ ? degrees_turned(used_->mounting, now->mounting) : HUGE_VAL;
       const bool better =
           now->sigma < kRefinedSigma && off > std::max(kRefinedBy, 2.0 * now->sigma);
-      if (!used_ || (better && trip_.complete())) {
+      if (turned_) {
+        // What was given before the turn is in other axes.
+        trip_.begin_at(elapsed_ns(*last_sample_, std::llround(kSinceTurn * kNanosecondsPerSecond)));
+        given_.samples = std::max(given_.samples, trip_.samples.begin());
+      }
+      if (!used_ || turned_ || (better && trip_.complete())) {
+        turned_ = false;
         used_ = now;
         note(Notice::kMountingYaw, now->yaw);
         again = true;

@@ -22,6 +22,9 @@ constexpr double kFastUpTime = 4.0;    // s
 constexpr double kMoved = 15.0;        // degrees
 constexpr double kLeastSpread = 0.01;  // (m/s^2)^2, of the residuals' mean square
 constexpr double kLeastCoherence = 0.5;
+constexpr std::size_t kRecent = 30;  // intervals
+constexpr double kClearSigma = 3.0;  // degrees
+constexpr double kTurned = 15.0;
 constexpr double kDegree = std::numbers::pi / 180.0;
 
 // With forward as near to `ahead` as it can be.
@@ -33,6 +36,11 @@ Mounting mounting_of(const Vector& gravity, const Vector& ahead) {
 }
 
 }  // namespace
+
+double degrees_turned(const Mounting& from, const Mounting& to) {
+  const Vector ahead = from.to_vehicle(to.forward);
+  return std::fabs(std::atan2(ahead[0], ahead[1])) / kDegree;
+}
 
 MountingEstimate::MountingEstimate() : intervals_(kMostIntervals) {
   for (auto* values : {&vehicle_, &phone_}) values->reserve(kMostIntervals);
@@ -64,13 +72,21 @@ bool MountingEstimate::watch(const Sample& sample) {
   return true;
 }
 
-void MountingEstimate::add(const Interval& interval) {
+bool MountingEstimate::add(const Interval& interval) {
   if (interval.speed < kStanding && std::fabs(interval.forward) < kStanding) {
     rest_rate_ = interval.rate;
   }
-  if (!(interval.speed > kSlowest)) return;
+  if (!(interval.speed > kSlowest)) return false;
   intervals_.push(interval);
-  estimate();
+  result_ = estimate(intervals_.begin());
+  if (!result_ || intervals_.size() < 2 * kRecent) return false;
+  const std::uint64_t recent = intervals_.end() - kRecent;
+  const std::optional<Result> now = estimate(recent);
+  if (!now || now->sigma > kClearSigma) return false;
+  if (degrees_turned(result_->mounting, now->mounting) < kTurned) return false;
+  intervals_.drop_before(recent);
+  result_ = now;
+  return true;
 }
 
 Vector MountingEstimate::up() const {
@@ -84,16 +100,15 @@ Mounting MountingEstimate::assumed_mounting() const {
   return mounting_of(above, axis);
 }
 
-void MountingEstimate::estimate() {
-  result_.reset();
-  if (intervals_.size() < kFewest || norm(slow_up_) < 1.0) return;
+std::optional<MountingEstimate::Result> MountingEstimate::estimate(std::uint64_t first) {
+  if (intervals_.end() - first < kFewest || norm(slow_up_) < 1.0) return std::nullopt;
   const Mounting assumed = assumed_mounting();
   const Vector& up = assumed.up;
   const Vector& forward = assumed.forward;
   const Vector left = -1.0 * assumed.right;
 
   double driving = 0.0, turned = 0.0, course = 0.0;
-  for (std::uint64_t i = intervals_.begin(); i < intervals_.end(); ++i) {
+  for (std::uint64_t i = first; i < intervals_.end(); ++i) {
     const Interval& interval = intervals_[i];
     if (interval.speed < kDriving) continue;
     driving += interval.duration;
@@ -105,7 +120,7 @@ void MountingEstimate::estimate() {
 
   vehicle_.clear();
   phone_.clear();
-  for (std::uint64_t i = intervals_.begin(); i < intervals_.end(); ++i) {
+  for (std::uint64_t i = first; i < intervals_.end(); ++i) {
     const Interval& interval = intervals_[i];
     const double turn = dot(up, interval.rate) - bias_up;
     vehicle_.emplace_back(interval.forward, interval.speed * turn);
@@ -133,7 +148,7 @@ void MountingEstimate::estimate() {
       energy += std::norm(phone_[i] - phone_mean);
       vehicle_energy += std::norm(vehicle_[i] - vehicle_mean);
     }
-    if (!(std::abs(product) > 0.0)) return;
+    if (!(std::abs(product) > 0.0)) return std::nullopt;
     const Complex turn = product / std::abs(product);
     for (std::size_t i = 0; i < n; ++i) {
       residuals_[i] = std::abs(vehicle_[i] - vehicle_mean - turn * (phone_[i] - phone_mean));
@@ -149,7 +164,7 @@ void MountingEstimate::estimate() {
   for (std::size_t i = 0; i < n; ++i) spread += weights_[i] * residuals_[i] * residuals_[i] / 2.0;
   const double variance = std::max(spread / count, kLeastSpread) / energy * count / (count - 3.0);
   const bool coherent = std::abs(product) > kLeastCoherence * std::sqrt(energy * vehicle_energy);
-  if (!coherent || !std::isfinite(variance)) return;
+  if (!coherent || !std::isfinite(variance)) return std::nullopt;
 
   const double theta = std::arg(product);
   Result result;
@@ -160,8 +175,8 @@ void MountingEstimate::estimate() {
   result.sigma = std::sqrt(variance) / kDegree;
   result.driving = driving;
   Vector gravity{};
-  for (std::uint64_t i = intervals_.begin(); i < intervals_.end(); ++i) {
-    const auto k = static_cast<std::size_t>(i - intervals_.begin());
+  for (std::uint64_t i = first; i < intervals_.end(); ++i) {
+    const auto k = static_cast<std::size_t>(i - first);
     const Vector moving{-vehicle_[k].imag(), vehicle_[k].real(), 0.0};
     gravity = gravity + (1.0 / count) * (intervals_[i].force - result.mounting.to_phone(moving));
   }
@@ -172,12 +187,12 @@ void MountingEstimate::estimate() {
   } else {
     // Over a while a vehicle pitches and rolls as much to and fro.
     Vector mean{};
-    for (std::uint64_t i = intervals_.begin(); i < intervals_.end(); ++i) {
+    for (std::uint64_t i = first; i < intervals_.end(); ++i) {
       mean = mean + (1.0 / count) * intervals_[i].rate;
     }
     result.bias = mean + (drift - dot(up, mean)) * up;
   }
-  result_ = result;
+  return result;
 }
 
 }  // namespace zuvdr

@@ -23,6 +23,9 @@ struct Interval {
   double turn;           // of the course, rad/s, counter-clockwise; 0 where it is not known
 };
 
+// About up from one to the other, without its sign.
+double degrees_turned(const Mounting& from, const Mounting& to);
+
 // The vehicle accelerates forward by the change of its speed, and to the left by speed times turn
 // rate. With both, and the levelled mean acceleration, as complex numbers a and A (forward + i
 // left) the angle between phone and vehicle is
@@ -36,7 +39,9 @@ class MountingEstimate {
   // Of every sample, for the direction of up. True when that has turned: the phone was moved, and
   // what was learned is forgotten.
   bool watch(const Sample& sample);
-  void add(const Interval& interval);
+  // True when the last half minute's motion tells clearly another mounting than all before: the
+  // phone was turned about up, and what was learned before is forgotten.
+  bool add(const Interval& interval);
   void forget();
 
   struct Result {
@@ -57,7 +62,7 @@ class MountingEstimate {
   const std::optional<Result>& result() const { return result_; }
 
  private:
-  void estimate();
+  std::optional<Result> estimate(std::uint64_t first);
 
   Ring<Interval> intervals_;
   // Of each interval, while an estimate is made.

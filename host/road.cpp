@@ -23,6 +23,7 @@ struct Share {
 constexpr Share kCorrectedShare{1.0, 0.85};
 constexpr Share kDeadReckonedShare{1.1, 0.85};
 constexpr Share kWalkerShare{1.0, 1.5};
+constexpr double kWalkerDrift = 0.15;  // of the way walked without fixes
 
 double joined(const Share& share, double filter_sigma, double fix_sigma) {
   return std::hypot(share.filter * filter_sigma, share.fix * fix_sigma);
@@ -58,7 +59,9 @@ HostAnswer Host::Road::run_gnss_epoch(const GpsData& told, int sample, bool good
   if (good && engine.fix_accepted) {
     good_fix_ = told.time_ns;
     good_fix_sigma_ = fix_sigma;
+    good_fix_speed_ = told.speed;
   }
+  const double age = good_fix_ ? elapsed_seconds(told.time_ns, *good_fix_) : 0.0;
   HostPosition position{};
   position.time_ns = told.time_ns;
   position.latitude = location.latitude;
@@ -70,7 +73,8 @@ HostAnswer Host::Road::run_gnss_epoch(const GpsData& told, int sample, bool good
     position.source = Source::kWalker;
     east = -engine.pedestrian_speed * std::sin(engine.pedestrian_heading);
     north = quadrant.leave_north(engine.pedestrian_speed * std::cos(engine.pedestrian_heading));
-    position.accuracy = joined(kWalkerShare, engine.pedestrian_sigma, good_fix_sigma_);
+    position.accuracy = std::hypot(joined(kWalkerShare, engine.pedestrian_sigma, good_fix_sigma_),
+                                   kWalkerDrift * engine.pedestrian_speed * age);
   } else if (position_set) {
     position.source = engine.fix_accepted ? Source::kCorrected : Source::kDeadReckoned;
     position.time_ns = engine.last_epoch_time;
@@ -81,7 +85,9 @@ HostAnswer Host::Road::run_gnss_epoch(const GpsData& told, int sample, bool good
                                engine.position_sigma, good_fix_sigma_);
   } else {
     position.source = Source::kRawFix;
-    position.accuracy = fix_sigma;
+    // A row without a fix stands where the last one was.
+    position.accuracy = good ? fix_sigma : std::hypot(good_fix_sigma_, good_fix_speed_ * age);
+    if (!(position.accuracy > 0.0)) position.accuracy = kUnknown;
   }
   position.speed = std::hypot(east, north);
   position.bearing = bearing_of(east, north);

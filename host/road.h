@@ -47,6 +47,7 @@ class Host::Road {
   Positions::Entry entry_{};
   std::optional<std::int64_t> good_fix_;
   double good_fix_sigma_ = 0.0;  // m, of the distance
+  double good_fix_speed_ = 0.0;  // m/s
 };
 
 }  // namespace zuvdr

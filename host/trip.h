@@ -31,6 +31,16 @@ struct Trip {
     fixes.clear();
     first_sample = samples.end();
   }
+  void begin_at(std::int64_t time) {
+    const auto drop = [time](auto& ring, auto time_of) {
+      std::uint64_t first = ring.begin();
+      while (first < ring.end() && time_of(ring[first]) < time) ++first;
+      ring.drop_before(first);
+    };
+    drop(samples, [](const Sample& sample) { return sample.time_ns; });
+    drop(fixes, [](const TripFix& fix) { return fix.fix.time_ns; });
+    first_sample = samples.begin();
+  }
   bool complete() const { return samples.begin() == first_sample; }
 };
 

@@ -103,7 +103,7 @@ struct HostPosition {
   double altitude;   // m, of the last fix; NaN: unknown
   double speed;      // m/s
   double bearing;    // degrees clockwise from north, 0 to 360; NaN: unknown
-  double accuracy;   // m, radius of 68 %
+  double accuracy;   // m, radius of 68 %; NaN: unknown
   Source source;
   double fix_age;  // s since the last good fix
 };
