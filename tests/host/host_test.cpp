@@ -3,11 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <random>
+#include <string>
+#include <string_view>
 #include <tuple>
 
 #include "host/event_filter.h"
@@ -124,6 +127,78 @@ TEST_P(HostInATunnel, KeepsGoingAndAnswersAtTheTimeOfTheFix) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Delays, HostInATunnel, testing::Values(0.0, 1.0));
+
+// A trip that goes wrong without the care: too late to status 1, or too far off then.
+struct CareCase {
+  const char* care;
+  tools::SimulationOptions trip;
+  double first_at_most;  // s after the first fix
+  double q95_at_most;    // m, of status 1
+};
+
+class CareOfHost : public testing::TestWithParam<CareCase> {};
+
+TEST_P(CareOfHost, HelpsATripThatFailsWithoutIt) {
+  const CareCase& given = GetParam();
+  const auto rows = tools::simulate(given.trip);
+  const auto keeps_bounds = [&](const HostOptions& options) {
+    const Journey trip = play(rows, options);
+    double first = HUGE_VAL;
+    tools::ErrorFigures errors;
+    for (const tools::TrackRow& row : trip.track) {
+      if (row.status != 1) continue;
+      const double time = static_cast<double>(row.time_ns - trip.track.front().time_ns) * 1e-9;
+      first = std::min(first, time);
+      errors.add(error(row));
+    }
+    return first <= given.first_at_most && errors.lost() == 0 &&
+           errors.quantile(0.95) <= given.q95_at_most;
+  };
+  EXPECT_TRUE(keeps_bounds({}));
+  HostOptions without;
+  for (const Care& care : kCares) {
+    if (std::string_view(care.name) == given.care) without.*care.option = false;
+  }
+  EXPECT_FALSE(keeps_bounds(without));
+}
+
+tools::SimulationOptions trip_of(std::uint64_t seed, const tools::DeliveryOptions& delivery = {}) {
+  return {.route = {.seed = seed}, .delivery = delivery};
+}
+const tools::SimulationOptions kTurned{.route = {.seed = 5, .car_mounting = {0, 20, 180}}};
+const tools::SimulationOptions kDiesel{.route = {.seed = 3, .idle = tools::Idle::kDiesel}};
+const tools::SimulationOptions kFast{.route = {.seed = 5}, .rate = 200.0};
+const tools::SimulationOptions kMovingStart{.route = {.seed = 5}, .begin = 80.0};
+
+INSTANTIATE_TEST_SUITE_P(
+    Cares, CareOfHost,
+    testing::Values(CareCase{"mounting-yaw", kTurned, 60.0, 8.0},
+                    CareCase{"sample-rate", kFast, 60.0, 8.0},
+                    CareCase{"prime", trip_of(5), 60.0, 8.0}, CareCase{"calm", kDiesel, 60.0, 12.0},
+                    CareCase{"made-up-rest", kMovingStart, 60.0, 8.0},
+                    CareCase{"bad-fixes", trip_of(5, {.jump_interval = 40.0}), 60.0, 8.0},
+                    CareCase{"fix-clock", trip_of(1, {.fix_clock = 0.3}), 60.0, 7.0}),
+    [](const auto& test) {
+      std::string name = test.param.care;
+      std::erase(name, '-');
+      return name;
+    });
+
+// Of a gap filled from fixes no position is far off, and none is a raw fix.
+TEST(Host, PositionsInAGapStayNear) {
+  const auto rows = tools::simulate(trip_of(5, {.gaps = {{150.0, 6.0}, {220.0, 9.0}}}));
+  const auto near = [&rows](const HostOptions& options) {
+    const Journey trip = play(rows, options);
+    return std::ranges::all_of(trip.track, [&trip](const tools::TrackRow& row) {
+      const double time = static_cast<double>(row.time_ns - trip.track.front().time_ns) * 1e-9;
+      return time < 148.0 || time > 240.0 || (error(row) < 10.0 && row.status == 1);
+    });
+  };
+  EXPECT_TRUE(near({}));
+  HostOptions without;
+  without.gaps = false;
+  EXPECT_FALSE(near(without));
+}
 
 constexpr int kNone = -1;
 constexpr int kAll = static_cast<int>(kCares.size());
