@@ -13,17 +13,13 @@ namespace {
 template <typename Real>
 std::from_chars_result parse_real(const char* begin, const char* end, Real& value) {
   const auto [behind, error] = fast_float::from_chars(begin, end, value);
+  if (error != std::errc{} || (value != Real{0} && !std::isinf(value))) return {behind, error};
   // It gives infinity or 0 for what is out of range.
   const std::string_view text(begin, static_cast<std::size_t>(behind - begin));
   const std::string_view digits = text.substr(0, text.find_first_of("eE"));
-  const bool too_large =
-      std::isinf(value) && text.find_first_of("0123456789") != std::string_view::npos;
-  const bool too_small =
-      value == Real{0} && digits.find_first_of("123456789") != std::string_view::npos;
-  if (error == std::errc{} && (too_large || too_small)) {
-    return {behind, std::errc::result_out_of_range};
-  }
-  return {behind, error};
+  const std::string_view impossible = value == Real{0} ? "123456789" : "0123456789";
+  const bool out_of_range = digits.find_first_of(impossible) != std::string_view::npos;
+  return {behind, out_of_range ? std::errc::result_out_of_range : error};
 }
 
 }  // namespace
