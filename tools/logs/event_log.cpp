@@ -1,8 +1,6 @@
 #include "tools/logs/event_log.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <cmath>
@@ -18,8 +16,8 @@
 #include <vector>
 
 #include "tools/logs/line_reader.h"
-#include "tools/logs/output_file.h"
 #include "tools/logs/text_fields.h"
+#include "tools/logs/text_file.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -224,35 +222,15 @@ double EventLogReader::progress() const {
 }
 
 struct EventLogWriter::State {
-  OutputFile file;
-  gzFile gzip = nullptr;  // in front of the file
+  TextFile file;
   fmt::memory_buffer row;
 
-  explicit State(const std::string& path) : file(path) {
-    if (!path.ends_with(".gz")) return;
-    const int descriptor = dup(file.descriptor());
-    if (descriptor < 0 || (gzip = gzdopen(descriptor, "wb")) == nullptr) file.fail("open");
-  }
-
-  ~State() {
-    if (gzip != nullptr) gzclose(gzip);
-  }
-  State(const State&) = delete;
-  State& operator=(const State&) = delete;
+  explicit State(const std::string& path) : file(path) {}
 
   void put_row() {
     row.push_back('\n');
-    if (gzip == nullptr) {
-      file.write({row.data(), row.size()});
-    } else if (gzwrite(gzip, row.data(), static_cast<unsigned>(row.size())) == 0) {
-      file.fail("write");
-    }
+    file.write({row.data(), row.size()});
     row.clear();
-  }
-
-  void close() {
-    if (gzip != nullptr && gzclose(std::exchange(gzip, nullptr)) != Z_OK) file.fail("write");
-    file.close();
   }
 
   void append(std::string_view text) { row.append(text); }
@@ -321,7 +299,7 @@ void EventLogWriter::write(const EventRow& row) {
 }
 
 void EventLogWriter::close() {
-  state_->close();
+  state_->file.close();
 }
 
 }  // namespace zuvdr::tools

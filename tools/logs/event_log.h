@@ -10,6 +10,7 @@
 #include "tools/logs/event_row.h"
 #include "tools/logs/line_reader.h"
 #include "tools/logs/log_reader.h"
+#include "tools/logs/log_writer.h"
 
 namespace zuvdr::tools {
 
@@ -39,21 +40,17 @@ class EventLogReader final : public LogReader {
   std::unique_ptr<State> state_;
 };
 
-// Writes a log, which stands once it is closed (output_file.h); gzip when the path ends in ".gz",
-// "-" for standard output. Numbers are written with the fewest digits that read back to the same
-// float64 (float32 for the float32 fields of GpsData).
-class EventLogWriter {
+// Gzip when the path ends in ".gz", "-" for standard output. Numbers are written with the fewest
+// digits that read back to the same float64 (float32 for the float32 fields of GpsData).
+class EventLogWriter final : public LogWriter {
  public:
   // Throws OutputError when the file cannot be opened.
   explicit EventLogWriter(const std::string& path);
-  ~EventLogWriter();
-  EventLogWriter(const EventLogWriter&) = delete;
-  EventLogWriter& operator=(const EventLogWriter&) = delete;
+  ~EventLogWriter() override;
 
-  void comment(const std::string& text);  // writes "# text"
-  void write(const EventRow& row);
-  // Throws OutputError when something could not be written.
-  void close();
+  void comment(const std::string& text) override;  // writes "# text"
+  void write(const EventRow& row) override;
+  void close() override;
 
  private:
   struct State;
