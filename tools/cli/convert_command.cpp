@@ -3,9 +3,9 @@
 #include <string>
 
 #include "tools/cli/commands.h"
+#include "tools/cli/log_output.h"
 #include "tools/cli/progress_bar.h"
 #include "tools/cli/skipped_rows.h"
-#include "tools/logs/event_log.h"
 #include "tools/logs/line_reader.h"
 #include "tools/logs/open_log.h"
 #include "tools/logs/output_file.h"
@@ -15,56 +15,59 @@ namespace {
 
 struct Options {
   std::string log;
-  std::string out;
+  LogOutput out;
   bool lenient = false;
 };
 
 void run(const Options& options) {
-  check_outputs({{options.log}}, {{options.out}});
+  check_outputs({{options.log}}, {{options.out.path}});
   const auto reader = open_log(options.log, options.lenient);
-  EventLogWriter writer(options.out);
+  const auto writer = options.out.create();
   bool anything = false;
   try {
     ProgressBar bar;
     for (EventRow row; reader->next(row);) {
       anything = true;
-      writer.write(row);
+      writer->write(row);
       bar.show(reader->progress());
     }
   } catch (const InputError&) {
-    if (anything) writer.close();  // what the log gave up to here is kept
+    if (anything) writer->close();  // what the log gave up to here is kept
     print_skipped(*reader);
     throw;
   }
-  writer.close();
+  writer->close();
   print_skipped(*reader);
+  print_left_out(*writer);
 }
 
 }  // namespace
 
 void add_convert_command(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("convert", "Write what a phone recorded as an event log");
+  CLI::App* command = app.add_subcommand("convert", "Write a log in another format");
   const auto options = std::make_shared<Options>();
   command
       ->add_option("LOG", options->log,
                    "Text of the Android GNSS logger, recording of Sensor Logger (zip or folder) or "
                    "event log; - for standard input")
       ->required();
-  command
-      ->add_option("--out,-o", options->out,
-                   "Event log to write, gzip when it ends in .gz; - for standard output")
-      ->required();
+  add_log_output(*command, "--out,-o", options->out);
   command->add_flag("--lenient", options->lenient,
                     "Skip malformed rows of an event log; those of recordings always are skipped");
   command->footer(
-      R"(Rows are written in order of time. What was left out of a recording, by kind with the first line
-of each, goes to standard error. docs/recordings.md tells what is read from which format.
+      std::string(
+          R"(Rows of a recording are written in order of time. What was left out of it, by kind with the first
+line of each, goes to standard error, and so does what the format written cannot hold.
+docs/recordings.md tells what is read from which format, and written.
 
+)") + kFormatsHelp +
+      R"(
 Exit status: 0 done; 1 wrong usage, or the log could not be written; 2 the input could not be read,
 is of no known format or has no rows. The log then holds the rows before.
 
-Example:
-  zuvdr convert 2024-02-11_15-02-01.zip --out drive.csv.gz)");
+Examples:
+  zuvdr convert 2024-02-11_15-02-01.zip --out drive.csv.gz
+  zuvdr convert drive.csv.gz --out drive.txt)");
   command->callback([options] { run(*options); });
 }
 

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "tools/cli/commands.h"
+#include "tools/cli/log_output.h"
 #include "tools/logs/text_fields.h"
 #include "tools/simulation/simulation.h"
 
@@ -154,13 +155,15 @@ std::vector<const CLI::Option*> add_delivery_options(CLI::App& command, Delivery
               ->check(between(10.0, kLongestTrip))};
 }
 
-void run(const SimulationOptions& options, const std::string& path) {
-  EventLogWriter writer(path);
+void run(const SimulationOptions& options, const LogOutput& out) {
+  const auto writer = out.create();
   const std::vector<EventRow> rows = simulate(options);
   if (rows.empty()) throw CLI::ValidationError("no rows are left by --begin, --gap and --silence");
-  for (const std::string& line : describe(options)) writer.comment(line);
-  for (const EventRow& row : rows) writer.write(row);
-  writer.close();
+  const bool truth = out.log_format() == LogFormat::kEventLog;
+  for (const std::string& line : describe(options, truth)) writer->comment(line);
+  for (const EventRow& row : rows) writer->write(row);
+  writer->close();
+  print_left_out(*writer);
 }
 
 }  // namespace
@@ -175,22 +178,20 @@ void add_simulate_command(CLI::App& app) {
     std::string road = "smooth";
     std::string idle = "petrol";
     double jitter = 0.0;
-    std::string out;
+    LogOutput out;
   };
   const auto arguments = std::make_shared<Arguments>();
   SimulationOptions& options = arguments->options;
   RouteOptions& route = options.route;
 
-  CLI::App* command = app.add_subcommand("simulate", "Write an event log of a simulated journey");
+  CLI::App* command = app.add_subcommand("simulate", "Write the log of a simulated journey");
   command
       ->add_option("scenario", arguments->scenario,
                    "drive, walk, mixed (drive, walk, drive) or handling (of a phone, nobody walks)")
       ->required()
       ->type_name("SCENARIO")
       ->check(CLI::IsMember(kScenarios).description(""));
-  command->add_option("--out", arguments->out, "the log; gzip when it ends in .gz, - for stdout")
-      ->required()
-      ->type_name("LOG");
+  add_log_output(*command, "--out", arguments->out);
   command->add_option("--seed", route.seed, "of everything random")
       ->transform(whole_number())
       ->capture_default_str();
@@ -269,10 +270,12 @@ void add_simulate_command(CLI::App& app) {
 
   const std::vector<const CLI::Option*> of_fixes = add_delivery_options(*command, options.delivery);
 
-  command->footer(R"(Exit status: 0 done; 1 wrong usage, or the log could not be written.
+  command->footer(std::string(kFormatsHelp) + R"(
+Exit status: 0 done; 1 wrong usage, or the log could not be written.
 
-Example:
-  zuvdr simulate drive --tunnel 90 --seed 7 --out drive.csv.gz)");
+Examples:
+  zuvdr simulate drive --tunnel 90 --seed 7 --out drive.csv.gz
+  zuvdr simulate drive --seed 7 --out drive.zip)");
   command->callback([=] {
     Arguments& given = *arguments;
     const Scenario scenario = kScenarios.at(given.scenario);

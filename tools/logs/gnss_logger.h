@@ -1,9 +1,12 @@
 // The text of the Android GNSS logger.
 #pragma once
 
+#include <memory>
+#include <string>
 #include <string_view>
 
 #include "tools/logs/line_reader.h"
+#include "tools/logs/log_writer.h"
 #include "tools/logs/recording.h"
 
 namespace zuvdr::tools {
@@ -12,5 +15,8 @@ namespace zuvdr::tools {
 bool is_gnss_logger_line(std::string_view line);
 
 Recording read_gnss_logger(LineReader& lines);
+
+// A text of version 3.0, gzip when the path ends in ".gz".
+std::unique_ptr<LogWriter> create_gnss_logger(const std::string& path);
 
 }  // namespace zuvdr::tools

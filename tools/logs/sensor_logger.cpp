@@ -1,7 +1,6 @@
 #include "tools/logs/sensor_logger.h"
 
 #include <fmt/format.h>
-#include <zip.h>
 
 #include <algorithm>
 #include <cmath>
@@ -18,6 +17,7 @@
 #include "engine/fix_quality.h"
 #include "host/phone_fix.h"
 #include "tools/logs/text_fields.h"
+#include "tools/logs/zip_handles.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -370,22 +370,14 @@ class Reader {
   std::optional<std::int64_t> start_ns_;
 };
 
-using Archive = std::unique_ptr<zip_t, decltype(&zip_discard)>;
-
-struct ZipError : zip_error_t {
-  ZipError() { zip_error_init(this); }
-  ~ZipError() { zip_error_fini(this); }
-  ZipError(const ZipError&) = delete;
-  ZipError& operator=(const ZipError&) = delete;
-};
-
 [[noreturn]] void fail_zip(const std::string& name, zip_error_t* error) {
   throw InputError(
       fmt::format("{}: cannot read the zip archive: {}", name, zip_error_strerror(error)));
 }
 
 // The bytes are those of an archive that has no path, and must outlive it.
-Archive open_archive(const std::string& name, const std::string& path, const std::string& bytes) {
+ZipArchive open_archive(const std::string& name, const std::string& path,
+                        const std::string& bytes) {
   ZipError error;
   zip_source_t* const source =
       bytes.empty() ? zip_source_file_create(path.c_str(), 0, -1, &error)
@@ -417,7 +409,7 @@ Recording read_sensor_logger_folder(const std::string& path) {
 
 Recording read_sensor_logger_zip(const std::string& path, LineReader& file) {
   const std::string bytes = file.regular_file() ? std::string{} : file.read_raw();
-  const Archive archive = open_archive(file.name(), path, bytes);
+  const ZipArchive archive = open_archive(file.name(), path, bytes);
   std::map<std::string, zip_uint64_t> entries;  // by base name
   const zip_int64_t count = zip_get_num_entries(archive.get(), 0);
   for (zip_int64_t i = 0; i < count; ++i) {

@@ -202,7 +202,7 @@ std::vector<EventRow> simulate(const SimulationOptions& options) {
   return deliver(LogBuilder(options).build(), options.delivery, options.route.seed);
 }
 
-std::vector<std::string> describe(const SimulationOptions& options) {
+std::vector<std::string> describe(const SimulationOptions& options, bool truth) {
   const RouteOptions& route = options.route;
   std::vector<std::string> lines = {
       fmt::format("source: simulated {}, seed {}", name_of(route.scenario), route.seed)};
@@ -222,7 +222,7 @@ std::vector<std::string> describe(const SimulationOptions& options) {
   if (options.begin > 0.0)
     lines.push_back(fmt::format("begin: {} s into the journey", options.begin));
   for (std::string& line : describe(options.delivery)) lines.push_back(std::move(line));
-  if (options.motion_only) return lines;
+  if (options.motion_only || !truth) return lines;
   lines.emplace_back(
       "truth: T rows hold the phone's position and velocity and the attitude of what carries it");
   return lines;

@@ -29,7 +29,7 @@ struct SimulationOptions {
 // rows on every platform.
 std::vector<EventRow> simulate(const SimulationOptions& options);
 
-// What the header of the log says: "key: value" lines.
-std::vector<std::string> describe(const SimulationOptions& options);
+// What the header of the log says: "key: value" lines. `truth`: its format has rows for it.
+std::vector<std::string> describe(const SimulationOptions& options, bool truth = true);
 
 }  // namespace zuvdr::tools
