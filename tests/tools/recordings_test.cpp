@@ -1,19 +1,22 @@
-// What phones' apps record, read as an event log. Expected values are those of the descriptions of
-// the formats, or calculated by hand.
+// What phones' apps record, read as an event log and written from one. Expected values are those of
+// the descriptions of the formats, or calculated by hand.
 #include <gtest/gtest.h>
 #include <zlib.h>
 
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <initializer_list>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "engine/fix_quality.h"
 #include "tests/tools/scratch.h"
+#include "tools/logs/create_log.h"
 #include "tools/logs/event_log.h"
 #include "tools/logs/open_log.h"
+#include "tools/logs/recording_writer.h"
 
 namespace zuvdr::tools {
 namespace {
@@ -310,6 +313,140 @@ TEST_F(SensorLogger, SamplesAreWhatTheSimulatorMade) {
                               }))
           << name << ' ' << fix.time_ns;
     }
+  }
+}
+
+class Written : public ScratchTest, public testing::WithParamInterface<const char*> {
+ protected:
+  // What comes back of rows written under this name.
+  Contents written(const std::vector<EventRow>& rows,
+                   std::vector<std::string>* left_out = nullptr) {
+    const std::string name = path(GetParam());
+    const auto writer = create_log(name, format_of_name(name));
+    writer->comment("source: a test");
+    for (const EventRow& row : rows) writer->write(row);
+    writer->close();
+    if (left_out != nullptr) *left_out = writer->remarks();
+    return read_all(name);
+  }
+};
+INSTANTIATE_TEST_SUITE_P(Formats, Written, testing::Values("a.txt", "a.txt.gz", "a.zip"));
+
+// The first in time is handed over late. Of two clocks: since boot, and UTC, which is kept in both
+// formats.
+TEST_P(Written, RowsComeBackInOrderAndOthersAreCounted) {
+  for (const std::int64_t start : {std::int64_t{5'000'000'000'000}, 1'760'000'000'158'299'401}) {
+    const auto at = [start](std::int64_t ms) { return start + ms * 1'000'000; };
+    const FixRow fix{to_gps_data({.time_ns = start,
+                                  .latitude = 48.2,
+                                  .longitude = -16.4,
+                                  .altitude = 180.5,
+                                  .horizontal_accuracy = 4.0,
+                                  .vertical_accuracy = 3.0,
+                                  .speed = 10.0,
+                                  .speed_accuracy = 0.4,
+                                  .bearing = 300.0,
+                                  .bearing_accuracy = 2.0}),
+                     0};
+    const FixRow stand_in{fix.fix, 1};
+    std::vector<std::string> left_out;
+    const Contents log =
+        written({TruthRow{}, StepRow{start}, SensorRow{{1, {0.1, 9.81, -1e-7}, at(20)}},
+                 SensorRow{{1, {0.2, 9.82, 0.0}, at(10)}},
+                 SensorRow{{16, {0.25, -0.5, 1.0 / 3, 0.125, 0.25, -0.375}, at(10)}}, fix, stand_in,
+                 SensorRow{{14, {20, -30, 40}, at(5)}}, SensorRow{{4, {}, start}},
+                 SensorRow{{6, {1013.25}, at(4)}}},
+                &left_out);
+    const std::vector<std::string> expected{"left out 1 row of other sensors",
+                                            "left out 1 row of steps", "left out 1 row of truth",
+                                            "left out 1 row without a fix"};
+    EXPECT_EQ(left_out, expected);
+    EXPECT_TRUE(log.remarks.empty());
+    const std::int64_t shift = log.times.at(0) - start;
+    EXPECT_TRUE(shift == 0 ||
+                (start < 1'000'000'000'000'000'000 && std::string(GetParam()) == "a.zip"));
+    ASSERT_EQ(log.sensors.size(), 5U);
+    expect_event(log.sensors[0], 6, at(4) + shift, {1013.25});
+    expect_event(log.sensors[1], 14, at(5) + shift, {20, -30, 40});
+    expect_event(log.sensors[2], 1, at(10) + shift, {0.2, 9.82});
+    expect_event(log.sensors[3], 16, at(10) + shift, {0.25, -0.5, 1.0 / 3, 0.125, 0.25, -0.375});
+    expect_event(log.sensors[4], 1, at(20) + shift, {0.1, 9.81, -1e-7});
+    ASSERT_EQ(log.fixes.size(), 1U);
+    EXPECT_EQ(log.fixes[0].time_ns, start + shift);
+    EXPECT_EQ(log.fixes[0].latitude, 48.2);
+    EXPECT_EQ(log.fixes[0].longitude, -16.4);
+    EXPECT_EQ(log.fixes[0].altitude, 180.5);
+  }
+}
+
+// What a phone told comes back, what it did not know stays unknown, and whatever fails the quality
+// test fails it again.
+TEST_P(Written, FixesOfPhonesComeBack) {
+  constexpr double kUnknown = PhoneFix::kUnknown;
+  const PhoneFix known{5'000'000'000, 48.0, 16.0, 180.0, 4.0, 3.0, 10.0, 0.4, 30.0, 2.0};
+  std::vector<PhoneFix> cases(12, known);
+  cases[1].bearing = 45.0;  // where both axes have the same accuracy
+  cases[2].bearing = 270.0;
+  cases[3].bearing_accuracy = 8.0;
+  cases[4].bearing = cases[4].bearing_accuracy = kUnknown;  // fails
+  cases[5].bearing = kUnknown;
+  cases[5].speed = 0.3;
+  cases[6].bearing = kUnknown;
+  cases[6].speed = 0.0;
+  cases[7].speed_accuracy = kUnknown;       // fails
+  cases[8].horizontal_accuracy = kUnknown;  // fails
+  cases[9].vertical_accuracy = kUnknown;    // fails
+  cases[10].speed = kUnknown;               // fails
+  cases[11].latitude = -48.0;
+  std::vector<EventRow> rows{SensorRow{{1, {0, 0, 9.8}, 1}}, SensorRow{{16, {}, 1}}};
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    cases[i].time_ns += static_cast<std::int64_t>(i) * 1'000'000'000;
+    rows.push_back(FixRow{to_gps_data(cases[i]), 0});
+  }
+  const Contents log = written(rows);
+  ASSERT_EQ(log.fixes.size(), cases.size());
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    const GpsData wanted = to_gps_data(cases[i]);
+    const bool passes = i != 4 && (i < 7 || i == 11);
+    EXPECT_EQ(passes_quality_test(log.fixes[i]), passes) << i;
+    EXPECT_EQ(log.fixes[i].latitude, wanted.latitude) << i;
+    const auto expect_near = [&](std::initializer_list<float GpsData::*> members) {
+      for (const auto member : members) {
+        EXPECT_NEAR(log.fixes[i].*member, wanted.*member, 2e-6) << i;  // float32 of 10 m/s
+      }
+    };
+    expect_near({&GpsData::speed, &GpsData::pos_acc_e, &GpsData::pos_acc_n, &GpsData::pos_acc_u});
+    if (passes || i == 8 || i == 9) {
+      expect_near({&GpsData::vel_e, &GpsData::vel_n, &GpsData::vel_acc_e, &GpsData::vel_acc_n,
+                   &GpsData::vel_acc_u, &GpsData::speed_acc});
+    }
+  }
+}
+
+// Eastwards at 10 m/s, so that the sigmas to the east and north are those along and across; and
+// without one accuracy after the other.
+TEST(ToPhoneFix, AccuraciesOfOtherReceivers) {
+  GpsData fix{};
+  fix.vel_e = 10.0F;
+  fix.vel_acc_e = 0.3F;
+  fix.vel_acc_n = 0.4F;
+  fix.vel_acc_u = 0.7F;
+  fix.speed_acc = 0.5F;
+  fix.pos_acc_e = 3.0F;
+  fix.pos_acc_n = 4.0F;
+  const PhoneFix phone = to_phone_fix(fix);
+  EXPECT_EQ(phone.speed, 10.0);
+  EXPECT_EQ(phone.bearing, 90.0);
+  EXPECT_NEAR(phone.speed_accuracy, 0.3, 1e-7);
+  EXPECT_NEAR(phone.bearing_accuracy, 2.29183118, 1e-6);  // 0.04 rad
+  EXPECT_EQ(phone.horizontal_accuracy, 5.0);
+  EXPECT_TRUE(std::isnan(phone.vertical_accuracy));
+  for (const auto member :
+       {&GpsData::vel_acc_e, &GpsData::vel_acc_n, &GpsData::vel_acc_u, &GpsData::speed_acc}) {
+    GpsData without = fix;
+    without.*member = 0.0F;
+    EXPECT_TRUE(std::isnan(to_phone_fix(without).speed_accuracy));
+    EXPECT_TRUE(std::isnan(to_phone_fix(without).bearing_accuracy));
   }
 }
 

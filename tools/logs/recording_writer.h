@@ -14,7 +14,7 @@ namespace zuvdr::tools {
 
 // The opposite of to_gps_data: fixes that it made come back, of others the accuracies are turned
 // to along and across the velocity. Without one of the accuracies of the velocity all are unknown,
-// so that a fix that fails the engine's test for it still does.
+// and with them to the engine the course, so that a fix that fails its test for it still does.
 PhoneFix to_phone_fix(const GpsData& fix);
 
 // ns since 1970. The time of a log whose clock is none of UTC is taken as that since a boot in
