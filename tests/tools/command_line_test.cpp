@@ -68,6 +68,9 @@ TEST_F(ProgramTest, EveryMistakeIsAnsweredInOneLine) {
       {"steps log.csv --json new.json >/dev/full", 1, full},
       {"steps log.csv --json /dev/full", 1, "/dev/full: cannot write: No space left on device"},
       {"simulate walk --out - >/dev/full", 1, full},
+      {"simulate handling --format gnss-logger --out - >/dev/full", 1, full},
+      {"simulate handling --format sensor-logger --out - >/dev/full", 1, full},
+      {"convert log.csv --out none/new.zip", 1, "none/new.zip" + no_folder},
       {"--version >&-", 1, closed},
       {"replay log.csv --out closed.csv >&-", 1, closed},
       {"replay empty.csv --out track.csv", 2, "empty.csv: no rows"},
@@ -117,7 +120,8 @@ TEST_F(ProgramTest, SimulatesNothingForACommandThatMakesNoSense) {
                                       "drive --gap 1,2,3",
                                       "drive --jump 1,2",
                                       "drive --silence -1,2",
-                                      "walk --motion-only --jump 1,2,3"}) {
+                                      "walk --motion-only --jump 1,2,3",
+                                      "walk --format gpx"}) {
     EXPECT_EQ(run("simulate " + arguments + " --out log").status, 1) << arguments;
     EXPECT_FALSE(std::filesystem::exists(path("log"))) << arguments;
   }
@@ -132,6 +136,31 @@ TEST_F(ProgramTest, AMountedPhoneIsTurnedInTheCar) {
   const std::string command = "simulate drive --motion-only --out - ";
   EXPECT_TRUE(run(command + "--mounting landscape --mounting-yaw 40").out ==
               run(command + "--mounting -80,0,-50").out);
+}
+
+TEST_F(ProgramTest, LogsAreWrittenInTheFormatOfTheirNameOrOfTheOption) {
+  file("log.csv", "P,5\nS,1,5,0,0,9.8\n" + fixes(3));
+  const std::string left_out = "zuvdr: left out 1 row of steps\n";
+  const struct {
+    std::string arguments;
+    std::string begin, err;
+  } cases[] = {{"new.csv", "P,5\nS,1,5,0,0,9.8\n", ""},
+               {"new.csv.gz", "\x1F\x8B", ""},
+               {"new.txt", "# Version: ", left_out},
+               {"new.txt.gz", "\x1F\x8B", left_out},
+               {"new.zip", "PK\x03\x04", left_out},
+               {"new.txt --format event-log", "P,5\n", ""},
+               {"new --format gnss-logger", "# Version: ", left_out},
+               {"new --format sensor-logger", "PK\x03\x04", left_out},
+               {"- --format sensor-logger", "PK\x03\x04", left_out}};
+  for (const auto& [arguments, begin, err] : cases) {
+    const Result result = run("convert log.csv --out " + arguments);
+    EXPECT_EQ(result.status, 0) << arguments;
+    EXPECT_EQ(result.err, err) << arguments;
+    const std::string name = arguments.substr(0, arguments.find(' '));
+    const std::string written = name == "-" ? result.out : read_file(path(name));
+    EXPECT_TRUE(written.starts_with(begin)) << arguments;
+  }
 }
 
 TEST_F(ProgramTest, SkippedRowsAreNamed) {

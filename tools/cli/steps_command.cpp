@@ -267,11 +267,14 @@ most 0.25 s apart: F1, recall, precision, and the error of the count, for groups
 their logs. The table goes to standard error when a file goes to standard output. docs/steps.md
 tells more, and the columns of the files.
 
+Recordings of phones go through zuvdr convert, which makes event logs of them; they have no P rows.
+
 Exit status: 0 done; 1 wrong usage, or something could not be written; 2 a log could not be
 read, has a malformed row or no rows: the figures are then those of the other logs.
 
-Example:
-  zuvdr steps walks/*.csv.gz --json walks.json)");
+Examples:
+  zuvdr steps walks/*.csv.gz --json walks.json
+  zuvdr convert walk.zip --out - | zuvdr steps -)");
   command->callback([options] { run(*options); });
 }
 
