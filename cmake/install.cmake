@@ -1,10 +1,12 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-install(TARGETS ZuVDR EXPORT ZuVDRTargets LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
-install(FILES include/ZuVDR.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+install(TARGETS ZuVDR ZuVDRHost EXPORT ZuVDRTargets
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(FILES include/ZuVDR.h include/ZuVDRHost.h include/ZuVDRHost.hpp
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 
-# find_package(ZuVDR), target ZuVDR::ZuVDR
+# find_package(ZuVDR), targets ZuVDR::ZuVDR and ZuVDR::ZuVDRHost
 set(zuvdr_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/ZuVDR")
 install(EXPORT ZuVDRTargets NAMESPACE ZuVDR:: DESTINATION "${zuvdr_package_dir}")
 configure_package_config_file(cmake/ZuVDRConfig.cmake.in
@@ -17,13 +19,15 @@ install(FILES
   "${PROJECT_BINARY_DIR}/package/ZuVDRConfigVersion.cmake"
   DESTINATION "${zuvdr_package_dir}")
 
-# pkg-config zuvdr; paths relative to the file, so that an installed tree can be moved
+# pkg-config zuvdr and zuvdr-host; paths relative to the file, so that an installed tree can be moved
 file(RELATIVE_PATH zuvdr_pc_to_prefix
   "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 string(REGEX REPLACE "/$" "" zuvdr_pc_to_prefix "${zuvdr_pc_to_prefix}")
-configure_file(cmake/zuvdr.pc.in "${PROJECT_BINARY_DIR}/package/zuvdr.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/package/zuvdr.pc"
-  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+foreach(name zuvdr zuvdr-host)
+  configure_file(cmake/${name}.pc.in "${PROJECT_BINARY_DIR}/package/${name}.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/package/${name}.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endforeach()
 
 if(ZUVDR_TOOLS)
   # The installed program finds the library beside it. Deferred: the target comes with tools/.

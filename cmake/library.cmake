@@ -45,30 +45,6 @@ target_include_directories(ZuVDR
   PRIVATE ${PROJECT_SOURCE_DIR})
 target_link_libraries(ZuVDR PRIVATE $<BUILD_INTERFACE:zuvdr_flags>)
 
-# Everything a host can see of the library is listed once, as "kind name"; hidden by default, the map
-# made of it keeps the standard library's own template instances in as well. No version name: hosts
-# link against plain names. The exported pointers must stay reachable through the global offset table
-# (no -Bsymbolic), so that a second copy of the library in one process finds the first one's engine.
-set(zuvdr_exported_symbols "${PROJECT_SOURCE_DIR}/cmake/exported_symbols.txt")
-set(zuvdr_exports_map "${PROJECT_BINARY_DIR}/exports.map")
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${zuvdr_exported_symbols}")
-file(STRINGS "${zuvdr_exported_symbols}" lines REGEX "^(function|variable|constant) ")
-set(names "")
-foreach(line IN LISTS lines)
-  string(REGEX REPLACE "^[a-z]+ " "" name "${line}")
-  string(APPEND names "    ${name};\n")
-endforeach()
-file(CONFIGURE OUTPUT "${zuvdr_exports_map}"
-  CONTENT "{\n  global:\n${names}  local:\n    *;\n};\n" @ONLY)
-set_target_properties(ZuVDR PROPERTIES
-  CXX_VISIBILITY_PRESET hidden
-  VISIBILITY_INLINES_HIDDEN ON
-  LINK_DEPENDS "${zuvdr_exports_map}")
-target_link_options(ZuVDR PRIVATE "LINKER:--version-script=${zuvdr_exports_map}")
-
-# Android loads the plain name; Linux packages want libZuVDR.so.3 and the links to it.
-option(ZUVDR_SOVERSION "Carry the version in the names of the library" OFF)
-if(ZUVDR_SOVERSION)
-  set_target_properties(ZuVDR PROPERTIES
-    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
-endif()
+# The exported pointers must stay reachable through the global offset table (no -Bsymbolic), so that a
+# second copy of the library in one process finds the first one's engine.
+zuvdr_export_only(ZuVDR exported_symbols.txt)

@@ -69,7 +69,7 @@ struct HostOptions {
   // s, taken off the stamps of fixes; set by hand it stands instead of what fix_clock finds.
   double fix_clock_offset = kUnknown;
 
-  static HostOptions none();
+  ZUVDR_EXPORT static HostOptions none();
 };
 
 // The kinds of care by name, as programs offer them.

@@ -1,7 +1,7 @@
 # cmake -DSOURCE=... -DSCRATCH=... -DGENERATOR=... -DCC=... -DCXX=... -DLAUNCHER=...
 #       -P add_subdirectory_test.cmake
-# A host's project takes the repository in with add_subdirectory: it gets the library and nothing
-# else, keeps its own settings, and runs the example host.
+# A host's project takes the repository in with add_subdirectory: it gets the libraries and
+# nothing else, keeps its own settings, and runs the example hosts.
 file(REMOVE_RECURSE "${SCRATCH}")
 file(WRITE "${SCRATCH}/host/CMakeLists.txt" [==[
 cmake_minimum_required(VERSION 3.25)
@@ -40,13 +40,19 @@ endif()
 
 get_property(targets DIRECTORY "${ZUVDR_SOURCE}" PROPERTY BUILDSYSTEM_TARGETS)
 get_property(folders DIRECTORY "${ZUVDR_SOURCE}" PROPERTY SUBDIRECTORIES)
+foreach(folder IN LISTS folders)
+  get_property(more DIRECTORY "${folder}" PROPERTY BUILDSYSTEM_TARGETS)
+  list(APPEND targets ${more})
+endforeach()
 list(SORT targets)
-if(NOT targets STREQUAL "ZuVDR;zuvdr_flags" OR folders)
-  message(FATAL_ERROR "more than the library: ${targets} ${folders}")
+if(NOT targets STREQUAL "ZuVDR;ZuVDRHost;zuvdr_flags")
+  message(FATAL_ERROR "more than the libraries: ${targets}")
 endif()
 
+add_executable(bare_app "${ZUVDR_SOURCE}/examples/bare_host.c")
+target_link_libraries(bare_app PRIVATE ZuVDR::ZuVDR m)
 add_executable(app "${ZUVDR_SOURCE}/examples/host.c")
-target_link_libraries(app PRIVATE ZuVDR::ZuVDR m)
+target_link_libraries(app PRIVATE ZuVDR::ZuVDRHost m)
 ]==])
 
 function(run)
@@ -62,4 +68,5 @@ run("${CMAKE_COMMAND}" -G "${GENERATOR}" -S "${SCRATCH}/host" -B "${SCRATCH}/bui
   "-DZUVDR_SOURCE=${SOURCE}" "-DCMAKE_C_COMPILER=${CC}" "-DCMAKE_CXX_COMPILER=${CXX}"
   "-DCMAKE_C_COMPILER_LAUNCHER=${LAUNCHER}" "-DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}")
 run("${CMAKE_COMMAND}" --build "${SCRATCH}/build" --parallel 2)
+run("${SCRATCH}/build/bare_app")
 run("${SCRATCH}/build/app")
