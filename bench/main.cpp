@@ -30,6 +30,7 @@ std::vector<NamedRoad> all_roads(int replayed_minutes) {
   std::vector<NamedRoad> roads;
   add_filter_roads(roads);
   add_engine_roads(roads);
+  add_host_road(roads);
   add_replay_road(roads, replayed_minutes);
   return roads;
 }

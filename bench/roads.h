@@ -32,6 +32,9 @@ void add_filter_roads(std::vector<NamedRoad>& roads);
 // The walker's steps, and epochs and fixes of an engine in a known state.
 void add_engine_roads(std::vector<NamedRoad>& roads);
 
+// Events through a host with all cares, and behind "engine: " the engine's part of them.
+void add_host_road(std::vector<NamedRoad>& roads);
+
 // The replay of a log of so many minutes, from file to file; a call is a minute of log.
 void add_replay_road(std::vector<NamedRoad>& roads, int minutes);
 
