@@ -26,6 +26,7 @@ struct Options {
   std::vector<std::string> logs;
   bool json = false;
   bool lenient = false;
+  bool bare = false;
 };
 
 struct CheckedLog {
@@ -33,9 +34,9 @@ struct CheckedLog {
   std::int64_t skipped;
 };
 
-CheckedLog check_log(const std::string& path, bool lenient) {
-  const auto reader = open_log(path, lenient);
-  LogCheck check;
+CheckedLog check_log(const std::string& path, const Options& options) {
+  const auto reader = open_log(path, options.lenient);
+  LogCheck check(options.bare ? HostOptions::none() : HostOptions{});
   try {
     ProgressBar bar;
     EventRow row;
@@ -81,7 +82,9 @@ Json to_json(const std::string& path, const CheckedLog& log) {
                {"time_ns", nullptr},
                {"seconds", nullptr},
                {"worst", finding.worst},
-               {"text", finding.text}};
+               {"text", finding.text},
+               {"host", nullptr}};
+    if (finding.cure != nullptr) entry["host"] = finding.cure;
     if (finding.line > 0) entry["line"] = finding.line;
     if (finding.time_ns) {
       entry["time_ns"] = *finding.time_ns;
@@ -98,7 +101,7 @@ void run(const Options& options) {
   Json logs = Json::array();
   for (const std::string& path : options.logs) {
     try {
-      const CheckedLog log = check_log(path, options.lenient);
+      const CheckedLog log = check_log(path, options);
       if (log.check.breaks() && status == kDone) status = kBreaksSolution;
       if (options.json) {
         logs.push_back(to_json(path, log));
@@ -131,12 +134,15 @@ void add_check_command(CLI::App& app) {
                    "Logs of any format that replay takes; - for standard input")
       ->required();
   command->add_flag("--json", options->json, "Print JSON");
+  command->add_flag("--bare", options->bare,
+                    "For the engine's plain calls, without a careful host that cures much of it");
   command->add_flag("--lenient", options->lenient,
                     "Skip and count malformed rows instead of stopping at the first");
   command->footer(
       R"(Sensor rates, gaps, time stamps that repeat, go back or stand apart, values that are not finite,
 fixes that are out of range, outside the north-eastern quadrant or fail the quality test; of each
-kind how often, and line and time of the first. docs/check.md tells what each means.
+kind how often, and line and time of the first. docs/check.md tells what each means. What a careful
+host cures is a note that says how, unless --bare is given.
 
 Exit status: 0 nothing, or warnings only; 1 wrong usage, or the answer could not be written; 2 a log
 could not be read (the others are still checked); 3 something would break the solution.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <tuple>
 #include <utility>
 #include <variant>
 
@@ -17,6 +18,12 @@ namespace {
 constexpr double kSlowest = 20.0;  // Hz; the engine is made for 25
 constexpr double kFastest = 30.0;
 constexpr double kLongestFixGap = 5.0;  // s; the host's stand-ins come once a second
+// Gaps of the sensors that a careful host fills, as in host/gaps.cpp.
+constexpr double kLongestFilled = 10.0;  // s, while fixes go on
+constexpr double kLongestBlind = 2.0;    // s
+constexpr double kFixesGoOn = 2.5;       // s since the last one
+// A stamp ahead by less silences its sensor, with a host and without.
+constexpr double kLongestJump = static_cast<double>(EventFilter::kLongestJump) * 1e-9;  // s
 constexpr std::size_t kMostWaiting = 4096;
 constexpr std::size_t kMostNanSources = 64;
 
@@ -70,6 +77,39 @@ bool finite_fix(const GpsData& fix) {
   return std::all_of(std::begin(values), std::end(values),
                      [](double value) { return std::isfinite(value); });
 }
+
+bool is_anything(Stream stream) {
+  return stream != Stream::kTruth;
+}
+bool is_sensor(Stream stream) {
+  return is_anything(stream) && stream != Stream::kFixes;
+}
+bool is_fixes(Stream stream) {
+  return stream == Stream::kFixes;
+}
+
+// What a careful host makes of a fault.
+struct Cure {
+  bool (*concerns)(Stream);
+  Fault fault;
+  bool HostOptions::*care;
+  const char* text;
+};
+constexpr char kDropped[] = "dropped by the host";
+constexpr char kSorted[] = "sorted by the host";
+constexpr char kRowsMade[] = "the host goes on with rows of its own";
+constexpr Cure kCures[] = {
+    {is_sensor, Fault::kRate, &HostOptions::sample_rate, "the host brings them to 25 Hz"},
+    {is_sensor, Fault::kGap, &HostOptions::gaps, "filled by the host"},
+    {is_fixes, Fault::kGap, &HostOptions::outages, kRowsMade},
+    {is_fixes, Fault::kEnds, &HostOptions::outages, kRowsMade},
+    {is_anything, Fault::kDoubled, &HostOptions::time_stamps, kDropped},
+    {is_sensor, Fault::kBackward, &HostOptions::event_order, kSorted},
+    {is_fixes, Fault::kBackward, &HostOptions::time_stamps, kDropped},
+    {is_sensor, Fault::kWild, &HostOptions::time_stamps, kDropped},
+    {is_anything, Fault::kNotFinite, &HostOptions::time_stamps, kDropped},
+    {is_fixes, Fault::kOutsideQuadrant, &HostOptions::everywhere, "served by the host"},
+    {is_fixes, Fault::kStandIn, &HostOptions::outages, "left out by the host"}};
 
 std::string count_of(std::int64_t count, const char* one, const char* many) {
   return fmt::format("{} {}", count, count == 1 ? one : many);
@@ -138,12 +178,13 @@ void LogCheck::add_sensor(const SensorData& event, std::int64_t line) {
   const std::optional<Stream> stream = stream_of(event.type);
   if (!stream) return;
   const Place place{line, event.timestamp};
+  const bool reaches_engine = !host_.time_stamps || filter_.plausible(event);
   if (add_stamp(*stream, event.timestamp, line)) note(*stream, Fault::kDoubled, false, place);
   const bool finite = *stream == Stream::kPressure
                           ? std::isfinite(static_cast<float>(event.values[0]))
                           : finite_sample(event);
   if (!finite) note(*stream, Fault::kNotFinite, feeds_epochs(*stream), place);
-  if (!feeds_epochs(*stream)) return;
+  if (!feeds_epochs(*stream) || !reaches_engine) return;
   const bool gyroscope = *stream == Stream::kGyroscope;
   const auto epoch = pairing_.add(gyroscope, {event.timestamp, line, finite});
   if (epoch) add_epoch(*epoch, line);
@@ -164,13 +205,14 @@ void LogCheck::add_epoch(const EpochPairing::Epoch& epoch, std::int64_t line) {
   }
 
   const double step = last_epoch_ ? seconds_between(*last_epoch_, time_ns) : 0.0;
-  if (step > kLongestStep) {
+  if (step > kLongestStep && !host_.gaps) {
     note_nan_source(kStream, place, ordinal,
                     step > kDay ? "wild time stamps of both sensors"
                                 : fmt::format("sensor gap of {:.1f} s", step));
   } else if (last_epoch_ && time_ns == *last_epoch_) {
-    note(kStream, Fault::kDoubled, true, place);
-    note_nan_source(kStream, place, ordinal, "two epochs with one time stamp");
+    if (note(kStream, Fault::kDoubled, true, place).cure == nullptr) {
+      note_nan_source(kStream, place, ordinal, "two epochs with one time stamp");
+    }
   }
 
   const std::optional<std::int64_t> held = epochs.clock.held();
@@ -194,8 +236,22 @@ void LogCheck::add_epoch(const EpochPairing::Epoch& epoch, std::int64_t line) {
 }
 
 void LogCheck::note_gap(Stream stream, bool breaks, Place place, double seconds) {
-  Finding& gap = note(stream, Fault::kGap, breaks, place);
+  const bool curable = stream == Stream::kFixes || host_fills(seconds, *place.time_ns);
+  Finding& gap = note(stream, Fault::kGap, breaks, place, curable);
   gap.worst = std::fmax(gap.worst, seconds);
+}
+
+bool LogCheck::host_fills(double gap, std::int64_t end_ns) const {
+  const std::optional<std::int64_t> fix = series(Stream::kFixes).last;
+  const bool fixes_go_on = fix && seconds_between(*fix, end_ns) < kFixesGoOn;
+  return gap <= (fixes_go_on ? kLongestFilled : kLongestBlind);
+}
+
+const char* LogCheck::cure_of(Stream stream, Fault fault) const {
+  const auto cure = std::ranges::find_if(kCures, [&](const Cure& c) {
+    return c.fault == fault && c.concerns(stream) && host_.*c.care;
+  });
+  return cure == std::end(kCures) ? nullptr : cure->text;
 }
 
 void LogCheck::add_fix(const FixRow& row, std::int64_t line) {
@@ -211,12 +267,15 @@ void LogCheck::add_fix(const FixRow& row, std::int64_t line) {
   }
   if (std::exchange(previous_fix_, fix.time_ns) == fix.time_ns) {
     // One that fails the quality test is not interpolated from its predecessor.
-    note(Stream::kFixes, Fault::kDoubled, accepted, place);
-    if (accepted) note_nan_source(Stream::kFixes, place, 0, "two fixes with one time stamp");
+    const Finding& doubled = note(Stream::kFixes, Fault::kDoubled, accepted, place);
+    if (doubled.breaks) {
+      note_nan_source(Stream::kFixes, place, 0, "two fixes with one time stamp");
+    }
   }
   if (!finite_fix(fix)) {
-    note(Stream::kFixes, Fault::kNotFinite, true, place);
-    note_nan_source(Stream::kFixes, place, 0, "fix with a value that is not finite");
+    if (note(Stream::kFixes, Fault::kNotFinite, true, place).breaks) {
+      note_nan_source(Stream::kFixes, place, 0, "fix with a value that is not finite");
+    }
   }
   if (std::fabs(fix.longitude) > kLargestLongitude) {
     note(Stream::kFixes, Fault::kOutOfRange, true, place);
@@ -300,16 +359,20 @@ void LogCheck::note_wild(Stream stream, std::int64_t time_ns, std::int64_t line)
   // partner and is dropped.
   const Series& rows = series(stream);
   const bool ahead = rows.clock.now() && time_ns > *rows.clock.now();
-  note(stream, Fault::kWild, feeds_epochs(stream) && ahead, {line, time_ns});
+  const bool far = !ahead || seconds_between(*rows.clock.now(), time_ns) > kLongestJump;
+  note(stream, Fault::kWild, feeds_epochs(stream) && ahead, {line, time_ns}, far);
 }
 
-Finding& LogCheck::note(Stream stream, Fault fault, bool breaks, Place place) {
+Finding& LogCheck::note(Stream stream, Fault fault, bool breaks, Place place, bool curable) {
+  const char* const cure = curable ? cure_of(stream, fault) : nullptr;
+  if (cure != nullptr) breaks = false;
   const auto [found, first] = findings_.try_emplace({stream, {fault, breaks}});
   Finding& finding = found->second;
   if (first) {
     finding.stream = stream;
     finding.fault = fault;
     finding.breaks = breaks;
+    finding.cure = cure;
     finding.line = place.line;
     finding.time_ns = place.time_ns;
   }
@@ -440,7 +503,8 @@ std::vector<Finding> LogCheck::findings() const {
   std::vector<Finding> all;
   for (const auto& [key, finding] : findings_) all.push_back(finding);
   std::stable_sort(all.begin(), all.end(), [](const Finding& a, const Finding& b) {
-    return std::pair{!a.breaks, a.line} < std::pair{!b.breaks, b.line};
+    return std::tuple{!a.breaks, a.cure != nullptr, a.line} <
+           std::tuple{!b.breaks, b.cure != nullptr, b.line};
   });
   return all;
 }
@@ -480,7 +544,9 @@ std::string LogCheck::describe(const Finding& finding) const {
           finding.worst);
     case Fault::kEnds:
       return fmt::format("no {} in the last {:.1f} s{}", name, finding.worst,
-                         fixes ? ": nothing is processed any more" : blocked_by());
+                         !fixes                    ? blocked_by()
+                         : finding.cure == nullptr ? ": nothing is processed any more"
+                                                   : "");
     case Fault::kDoubled:
       return fmt::format("{}: {}", name,
                          count_of(n, "time stamp repeated", "time stamps repeated"));
@@ -517,9 +583,10 @@ std::string LogCheck::describe(const Finding& finding) const {
     case Fault::kNoneAccepted:
       return "no fix passes the quality test: no solution begins";
     case Fault::kStandIn:
-      return fmt::format("{} the quality test and will be used",
+      return fmt::format("{} the quality test{}",
                          count_of(n, "stand-in for a fix (sample not 0) passes",
-                                  "stand-ins for fixes (sample not 0) pass"));
+                                  "stand-ins for fixes (sample not 0) pass"),
+                         finding.cure == nullptr ? " and will be used" : "");
   }
   return {};
 }
@@ -562,10 +629,13 @@ std::string LogCheck::text() const {
   text += '\n';
   const char* shown = "";
   for (const Finding& finding : findings()) {
-    const char* const title = finding.breaks ? "Breaks" : "Warnings";
+    const char* const title = finding.breaks            ? "Breaks"
+                              : finding.cure == nullptr ? "Warnings"
+                                                        : "Notes";
     text += fmt::format("{:<12} {}", title == shown ? "" : title, finding.text);
     shown = title;
-    text += first_place(finding) + '\n';
+    text += first_place(finding);
+    text += finding.cure == nullptr ? "\n" : fmt::format("; {}\n", finding.cure);
   }
   return text;
 }

@@ -13,8 +13,10 @@
 #include <utility>
 #include <vector>
 
+#include "ZuVDRHost.hpp"
 #include "engine/fix_quality.h"
 #include "engine/limits.h"
+#include "host/event_filter.h"
 #include "tools/evaluation/log_clock.h"
 #include "tools/logs/event_log.h"
 
@@ -56,6 +58,7 @@ struct Finding {
   std::optional<std::int64_t> time_ns;                      // of the first
   double worst = std::numeric_limits<double>::quiet_NaN();  // longest gap, s; rate, Hz
   std::string text;                                         // what, how often, how bad
+  const char* cure = nullptr;                               // what the host does about it
 };
 
 // A row after which an engine at work answers NaN.
@@ -87,6 +90,9 @@ class EpochPairing {
 
 class LogCheck {
  public:
+  // For a host with that care: what it cures breaks nothing.
+  explicit LogCheck(const HostOptions& host = HostOptions::none()) : host_(host) {}
+
   // Every row, in order; line 0: unknown.
   void add(const EventRow& row, std::int64_t line);
   // After the last row.
@@ -131,6 +137,8 @@ class LogCheck {
   void add_truth(const TruthRow& row, std::int64_t line);
   void add_epoch(const EpochPairing::Epoch& epoch, std::int64_t line);
   void note_gap(Stream stream, bool breaks, Place place, double seconds);
+  const char* cure_of(Stream stream, Fault fault) const;
+  bool host_fills(double gap, std::int64_t end_ns) const;
   LogClock::Verdict add_to_clock(std::int64_t time_ns);
   void judge_held();
   void compare_clocks();
@@ -138,7 +146,7 @@ class LogCheck {
   bool add_stamp(Stream stream, std::int64_t time_ns, std::int64_t line);
   void step_to(Stream stream, std::int64_t time_ns, std::int64_t line);
   void note_wild(Stream stream, std::int64_t time_ns, std::int64_t line);
-  Finding& note(Stream stream, Fault fault, bool breaks, Place place);
+  Finding& note(Stream stream, Fault fault, bool breaks, Place place, bool curable = true);
   void note_nan_source(Stream stream, Place place, std::int64_t epoch, std::string text);
 
   Series& series(Stream stream) { return series_[static_cast<std::size_t>(stream)]; }
@@ -148,6 +156,8 @@ class LogCheck {
   std::string first_place(const Finding& finding) const;
   std::string blocked_by() const;
 
+  HostOptions host_;
+  EventFilter filter_;
   std::int64_t rows_ = 0;
   LogClock clock_;
   std::array<Series, kStreams> series_;
