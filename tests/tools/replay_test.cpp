@@ -232,13 +232,13 @@ TEST_F(ProgramTest, ExitStatusAndMessageTellWhatIsWrong) {
 TEST_F(ProgramTest, ReplayOfADriveAgreesWithItsTrack) {
   const std::string log = simulated("drive --seed 3 --tunnel 30", "drive.csv.gz");
   const std::string outputs = " --out " + path("t.csv") + " --plot " + path("t.svg");
-  const Result replay = run("replay " + log + outputs);
+  const Result replay = run("replay --bare " + log + outputs);
   ASSERT_EQ(replay.status, 0) << replay.err;
   EXPECT_EQ(replay.err, "");  // no bar in a pipe
   EXPECT_NE(read_file(path("t.svg")).find("</svg>"), std::string::npos);
 
   // The same through standard input and to standard output.
-  const Result piped = run("replay - --out - < " + log);
+  const Result piped = run("replay --bare - --out - < " + log);
   EXPECT_EQ(piped.out, read_file(path("t.csv")));
   EXPECT_EQ(piped.err, replay.out);
 
@@ -281,6 +281,29 @@ TEST_F(ProgramTest, ReplayOfADriveAgreesWithItsTrack) {
               seconds_between(*epochs.begin(), converged_ns), 0.1);
   // The tunnel, from the last accepted fix to the recovery.
   EXPECT_NEAR(shown(" 3[012] +(\\S+) s +\\d+\\.\\d m"), 31.0, 1.0);
+}
+
+TEST_F(ProgramTest, EveryCareHasItsName) {
+  const std::string log = simulated("drive --seed 3 --mounting-yaw 40 --rate 50", "drive.csv");
+  const auto track = [&](const std::string& options) {
+    return run("replay " + log + options + " --out -");
+  };
+  std::string without;
+  for (const Care& care : kCares) without += std::string(" --without ") + care.name;
+  const Result bare = track(" --bare");
+  EXPECT_TRUE(track(without).out == bare.out);
+  EXPECT_EQ(bare.err.find("\nHost "), std::string::npos);
+  const std::string careful = track(" --fix-clock-offset 0.5").err;
+  std::smatch told;
+  ASSERT_TRUE(std::regex_search(careful, told,
+                                std::regex("\nHost .*phone's yaw (\\S+) degrees, "
+                                           "sigma (\\S+); clock of fixes (\\S+) s")))
+      << careful;
+  EXPECT_NEAR(std::stod(told[1]), 40.0, 5.0);
+  EXPECT_LT(std::stod(told[2]), 3.0);
+  EXPECT_EQ(told[3], "+0.50");
+  EXPECT_EQ(track(" --without mounting-yaw --without fix-clock").err.find("clock of fixes"),
+            std::string::npos);
 }
 
 // The peak is that of all programs that the test has run, so this case wants a process of its own.

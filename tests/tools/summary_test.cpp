@@ -121,7 +121,7 @@ class SummaryTest : public ProgramTest {
     EventLogWriter log(path("log.csv"));
     for (const EventRow& row : rows) log.write(row);
     log.close();
-    return run("replay log.csv").out;
+    return run("replay --bare log.csv").out;
   }
 };
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/cli/care_options.h"
 #include "tools/cli/commands.h"
 #include "tools/cli/messages.h"
 #include "tools/cli/progress_bar.h"
@@ -29,7 +30,7 @@ struct Options {
   std::vector<std::string> out;
   std::string plot;
   bool lenient = false;
-  bool care = false;
+  HostOptions care;
 };
 
 void run(const Options& options) {
@@ -48,7 +49,7 @@ void run(const Options& options) {
         for (const auto& writer : writers) writer->write(row);
         if (picture) track.front().rows.push_back(row);
       },
-      options.care ? HostOptions{} : HostOptions::none());
+      options.care);
   const auto complete = [&] {
     for (const auto& writer : writers) writer->close();
     if (picture) plot_tracks(track, std::filesystem::path(options.plot).stem().string(), *picture);
@@ -87,8 +88,8 @@ void run(const Options& options) {
 }  // namespace
 
 void add_replay_command(CLI::App& app) {
-  CLI::App* command =
-      app.add_subcommand("replay", "Play a log to the engine; write the track and a summary");
+  CLI::App* command = app.add_subcommand(
+      "replay", "Play a log to the engine, with care; write the track and a summary");
   const auto options = std::make_shared<Options>();
   command
       ->add_option("LOG", options->log,
@@ -96,10 +97,10 @@ void add_replay_command(CLI::App& app) {
                    "or folder); - for standard input")
       ->required();
   command
-      ->add_option(
-          "--out,-o", options->out,
-          "Track to write, one row per fix: .csv, .geojson or .json; - for CSV on standard "
-          "output. May be given more than once")
+      ->add_option("--out,-o", options->out,
+                   "Track to write, one row per fix or second without: .csv, .geojson or .json; - "
+                   "for CSV on standard "
+                   "output. May be given more than once")
       ->allow_extra_args(false);
   command->add_option(
       "--plot", options->plot,
@@ -107,16 +108,12 @@ void add_replay_command(CLI::App& app) {
   command->add_flag(
       "--lenient", options->lenient,
       "Skip malformed rows instead of stopping at the first; the first ten are named");
-  command->add_flag(
-      "--care", options->care,
-      "Drive the engine as a careful host does (any sensor rate, stamps that advance, the "
-      "position at the time of the fix, rows of its own while fixes stay away, all of "
-      "the earth), not by plain calls");
-  command->footer(
-      R"(The summary goes to standard output, or to standard error when a track or picture goes there.
-With T rows in the log it gives errors: those of the vehicle's positions are taken at the time
-of the sensor epoch they belong to, about one fix interval before the fix, those of raw and
-walker's positions at the time of the fix.
+  add_care_options(*command, options->care);
+  command->footer(list_of_cares() +
+                  R"(
+The summary goes to standard output, or to standard error when a track or picture goes there.
+With T rows in the log it gives errors, each at the time that the position belongs to: that of the
+fix; a vehicle's with --bare about one fix interval earlier. docs/host.md tells what the host does.
 
 Exit status: 0 done; 1 wrong usage, or something could not be written or drawn; 2 the log could
 not be read, has a malformed row or no rows. Track and picture then hold the fixes before that row.

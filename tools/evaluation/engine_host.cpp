@@ -1,5 +1,7 @@
 #include "tools/evaluation/engine_host.h"
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -39,6 +41,11 @@ TrackRow track_row(const HostAnswer& answer, const EngineProbe& engine) {
 }
 
 }  // namespace
+
+bool is_careful(const HostOptions& options) {
+  return std::isfinite(options.fix_clock_offset) ||
+         std::ranges::any_of(kCares, [&](const Care& care) { return options.*care.option; });
+}
 
 EngineHost::EngineHost(std::function<void(const FixAnswer&)> answer, const HostOptions& care)
     : answer_(std::move(answer)), host_(care, [this](const HostAnswer& given) {

@@ -12,6 +12,9 @@
 
 namespace zuvdr::tools {
 
+// Whether there is any care, or the calls are the plain ones.
+bool is_careful(const HostOptions& options);
+
 // What a fused position is.
 enum class Output { kRaw, kVehicle, kWalker };
 

@@ -21,7 +21,8 @@ constexpr std::size_t kMostWaiting = 1000;  // rows, however dense the fixes are
 
 Replay::Replay(std::function<void(const TrackRow&)> deliver, const HostOptions& care)
     : deliver_(std::move(deliver)),
-      host_([this](const FixAnswer& answer) { take(answer); }, care) {}
+      host_([this](const FixAnswer& answer) { take(answer); }, care),
+      summary_(care) {}
 
 void Replay::play(const EventRow& row, std::int64_t line) {
   summary_.add(row, line);

@@ -57,12 +57,18 @@ std::string restart_remark(const Outage& outage) {
   return fmt::format(", navigator restarted, up to {:.1f} m off", outage.largest_error);
 }
 
+std::string counted(std::int64_t count, const char* one, const char* many) {
+  return fmt::format("{} {}", count, count == 1 ? one : many);
+}
+
 // "-" for what there is none of.
 std::string figure(double value, const char* unit, int decimals = 1) {
   return std::isfinite(value) ? fmt::format("{:.{}f} {}", value, decimals, unit) : "-";
 }
 
 }  // namespace
+
+Summary::Summary(const HostOptions& care) : care_(care), check_(care) {}
 
 void Summary::add(const EventRow& row, std::int64_t line) {
   check_.add(row, line);
@@ -134,6 +140,7 @@ void Summary::finish(const EngineHost& host, std::int64_t rows_skipped) {
   outages_.finish();
   epochs_processed_ = host.epochs_processed();
   epochs_waiting_ = host.epochs_waiting();
+  counts_ = host.host().counts();
   rows_skipped_ = rows_skipped;
 }
 
@@ -160,8 +167,8 @@ void Summary::note_errors(const FixAnswer& answer, const std::optional<Place>& t
 }
 
 std::string Summary::text() const {
-  return check_.text() + describe_counts() + describe_states() + describe_not_finite() +
-         describe_outages() + describe_errors() + describe_steps();
+  return check_.text() + describe_counts() + describe_host() + describe_states() +
+         describe_not_finite() + describe_outages() + describe_errors() + describe_steps();
 }
 
 std::string Summary::describe_counts() const {
@@ -173,6 +180,26 @@ std::string Summary::describe_counts() const {
       accepted_);
   if (rows_skipped_ > 0) text += fmt::format("Skipped rows {} (malformed)\n", rows_skipped_);
   return text;
+}
+
+std::string Summary::describe_host() const {
+  if (!is_careful(care_)) return {};
+  std::string text = fmt::format(
+      "Host         {} and {} dropped, {} refused, {} without a fix, {} filled, {}, {}",
+      counted(counts_.events_dropped, "event", "events"),
+      counted(counts_.fixes_dropped, "fix", "fixes"), counts_.fixes_refused,
+      counted(counts_.outage_rows, "row", "rows"), counted(counts_.gaps_filled, "gap", "gaps"),
+      counted(counts_.resets, "reset", "resets"), counted(counts_.restarts, "restart", "restarts"));
+  if (std::isfinite(counts_.mounting_yaw)) {
+    text += fmt::format("; phone's yaw {:.1f} degrees, sigma {:.1f}", counts_.mounting_yaw,
+                        counts_.mounting_yaw_sigma);
+  }
+  const bool by_hand = std::isfinite(care_.fix_clock_offset);
+  const double offset = by_hand ? care_.fix_clock_offset : counts_.fix_clock_offset;
+  if (std::isfinite(offset)) {
+    text += fmt::format("; clock of fixes {:+.2f} s{}", offset, by_hand ? " (given)" : "");
+  }
+  return text + '\n';
 }
 
 std::string Summary::describe_states() const {

@@ -31,6 +31,8 @@ inline constexpr std::size_t kErrorGroups = 7;
 
 class Summary {
  public:
+  explicit Summary(const HostOptions& care = HostOptions::none());
+
   // Every row of the log, in order; line 0: unknown.
   void add(const EventRow& row, std::int64_t line);
 
@@ -72,12 +74,15 @@ class Summary {
   void note_errors(const FixAnswer& answer, const std::optional<Place>& truth_at_fix);
 
   std::string describe_counts() const;
+  std::string describe_host() const;
   std::string describe_states() const;
   std::string describe_not_finite() const;
   std::string describe_outages() const;
   std::string describe_errors() const;
   std::string describe_steps() const;
 
+  HostOptions care_;
+  HostCounts counts_;
   LogCheck check_;
   States states_;
   std::int64_t epochs_processed_ = 0;
