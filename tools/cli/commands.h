@@ -14,6 +14,7 @@ inline constexpr int kFailure = 1;   // wrong usage, or something could not be w
 inline constexpr int kBadInput = 2;  // could not be read, has a malformed row or no rows
 inline constexpr int kBreaksSolution = 3;  // zuvdr check only
 
+void add_assess_command(CLI::App& app);    // assess_command.cpp
 void add_check_command(CLI::App& app);     // check_command.cpp
 void add_convert_command(CLI::App& app);   // convert_command.cpp
 void add_replay_command(CLI::App& app);    // replay_command.cpp

@@ -59,6 +59,7 @@ int run(int argc, char** argv) {
   zuvdr::tools::add_steps_command(app);
   zuvdr::tools::add_plot_command(app);
   zuvdr::tools::add_check_command(app);
+  zuvdr::tools::add_assess_command(app);
   zuvdr::tools::add_convert_command(app);
   // After the commands: they would inherit it.
   app.footer(
