@@ -67,7 +67,7 @@ class Host::Careful final : public Host::Road {
   void prime(const GpsData& fix);
   void release(std::uint64_t end, bool calm);
   void give(const Sample& sample);
-  void sync(GpsData fix);
+  void sync(GpsData fix, int sample);  // `sample`: for who watches
   void restart();
   void give_trip(bool with_rest);
   void make_up_rest();

@@ -1,6 +1,8 @@
 // What the engine gets of a trip, and in which order.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 
 #include "engine/fix_quality.h"
 #include "engine/limits.h"
@@ -41,20 +43,20 @@ void Host::Careful::hand(const TripFix& entry) {
   GpsData fix = entry.fix;
   fix.time_ns = sensor_time(fix);
   if (entry.good && passes_quality_test(fix)) prime(fix);
-  if (entry.ends_outage) sync(before(fix, kExitInterval));
+  if (entry.ends_outage) sync(before(fix, kExitInterval), 1);
 
   const bool standing = entry.good && fix.speed < kStanding;
   const bool calm = options_.calm && standing && given_.standing &&
                     (GetCarFlag() & ZUVDR_CAR_ATTITUDE_CONVERGED) == 0;
   given_.standing = standing;
   if (options_.call_order) {
-    sync(fix);
+    sync(fix, entry.sample);
     std::uint64_t end = given_.samples;
     while (end < trip_.samples.end() && trip_.samples[end].time_ns < fix.time_ns) ++end;
     release(std::min(end + 1, trip_.samples.end()), calm);
   } else {
     release(entry.samples_end, calm);
-    sync(fix);
+    sync(fix, entry.sample);
   }
   given_.last_stamp = fix.time_ns;
 }
@@ -68,7 +70,7 @@ void Host::Careful::prime(const GpsData& fix) {
   fast.time_ns = seconds_before(fix.time_ns, kPrimeInterval);
   if (given_.last_stamp && fast.time_ns <= *given_.last_stamp) return;
   fast.speed = std::max(fast.speed, kPrimeSpeed);
-  sync(fast);
+  sync(fast, 0);
   UpdateLocationbyGPSEvent(0);
 }
 
@@ -97,14 +99,19 @@ void Host::Careful::give(const Sample& sample) {
   Vector force = used_ ? used_->mounting.to_vehicle(sample.force) : sample.force;
   Vector rate = used_ ? used_->mounting.to_vehicle(sample.rate) : sample.rate;
   if (options_.everywhere) quadrant_.enter(force, rate);
-  UpdateLocationbySensorEvent(
-      {ZUVDR_SENSOR_ACCELEROMETER, {force[0], force[1], force[2], 0, 0, 0}, sample.time_ns});
-  UpdateLocationbySensorEvent(
-      {ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, {rate[0], rate[1], rate[2], 0, 0, 0}, sample.time_ns});
+  const SensorData accelerometer = event_of(ZUVDR_SENSOR_ACCELEROMETER, force, sample.time_ns);
+  const SensorData gyroscope = event_of(ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, rate, sample.time_ns);
+  if (feed_.sensor) {
+    feed_.sensor(accelerometer);
+    feed_.sensor(gyroscope);
+  }
+  UpdateLocationbySensorEvent(accelerometer);
+  UpdateLocationbySensorEvent(gyroscope);
 }
 
-void Host::Careful::sync(GpsData fix) {
+void Host::Careful::sync(GpsData fix, int sample) {
   if (options_.everywhere) quadrant_.enter(fix);
+  if (feed_.fix) feed_.fix(fix, sample);
   SyncGPSEventforFusion(&fix);
 }
 
@@ -124,6 +131,10 @@ void Host::Careful::give_trip(bool with_rest) {
   Reset();
   given_ = {};
   given_.samples = trip_.samples.begin();
+  if (feed_.again) {
+    const bool all = trip_.complete() || trip_.samples.empty();
+    feed_.again(all ? std::numeric_limits<std::int64_t>::min() : trip_.samples.front().time_ns);
+  }
   if (with_rest) make_up_rest();
   for (std::uint64_t i = trip_.fixes.begin(); i < trip_.fixes.end(); ++i) {
     hand(trip_.fixes[i]);
@@ -144,7 +155,7 @@ void Host::Careful::make_up_rest() {
   fix.vel_e = fix.vel_n = fix.vel_u = 0.0F;
   fix.speed = std::max(fix.speed, kPrimeSpeed);
   fix.time_ns = seconds_before(begin, 1.0);
-  sync(fix);
+  sync(fix, 0);
   UpdateLocationbyGPSEvent(0);
   for (std::int64_t k = 0; k < kRestSamples; ++k) {
     const std::int64_t time = begin + k * kRestInterval;
@@ -152,7 +163,7 @@ void Host::Careful::make_up_rest() {
     const Vector& bias = estimate_.result()->bias;
     if (k == kRestSamples - 1) {
       fix.time_ns = time;
-      sync(fix);
+      sync(fix, 1);
     }
     give({time, estimate_.result()->gravity, departing ? bias + unrest(time) : bias});
   }

@@ -43,6 +43,10 @@ void Host::flush() {
   road_->flush();
 }
 
+void Host::watch(EngineFeed feed) {
+  road_->watch(std::move(feed));
+}
+
 std::optional<HostPosition> Host::position(std::int64_t time_ns) const {
   return road_->positions().at(time_ns);
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <utility>
 
 #include "ZuVDRHost.hpp"
 #include "host/positions.h"
@@ -25,6 +26,8 @@ class Host::Road {
   virtual std::int64_t epochs_processed() const = 0;
   virtual std::int64_t epochs_waiting() const = 0;
 
+  void watch(EngineFeed feed) { feed_ = std::move(feed); }
+
   const Positions& positions() const { return positions_; }
   const HostCounts& counts() const { return counts_; }
 
@@ -38,6 +41,7 @@ class Host::Road {
     if (notify_) notify_(what, value);
   }
 
+  EngineFeed feed_;
   HostCounts counts_;
   Positions positions_;
 

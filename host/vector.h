@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ZuVDR.h"
+
 namespace zuvdr {
 
 using Vector = std::array<double, 3>;
@@ -35,6 +37,10 @@ struct Sample {
   Vector force;  // specific force, m/s^2
   Vector rate;   // turn rate, rad/s
 };
+
+inline SensorData event_of(std::int32_t type, const Vector& v, std::int64_t time_ns) {
+  return {type, {v[0], v[1], v[2], 0.0, 0.0, 0.0}, time_ns};
+}
 
 // The vehicle's axes in the phone's.
 struct Mounting {

@@ -144,6 +144,14 @@ struct HostCounts {
   double fix_clock_offset = kUnknown;    // s
 };
 
+// What the engine is given, for who wants to see or keep it. Any may be null.
+struct EngineFeed {
+  std::function<void(const SensorData&)> sensor;
+  std::function<void(const GpsData&, int sample)> fix;
+  // The engine was reset, and what it had been given from this time on is given anew.
+  std::function<void(std::int64_t from_ns)> again;
+};
+
 class ZUVDR_EXPORT Host {
  public:
   // Resets the engine. The answer to a fix comes in the call that hands it over or in one of those
@@ -161,6 +169,9 @@ class ZUVDR_EXPORT Host {
   void fix(const GpsData& fix, int sample = 0);
   // The fix that still waits for its epochs is answered without them.
   void flush();
+
+  // To be called before the first event. A host without any care shows nothing.
+  void watch(EngineFeed feed);
 
   // Carried from the last position with its velocity. None before the first fix, and for times
   // before the oldest of the last few answers.

@@ -22,6 +22,7 @@
 #include "tools/evaluation/walk_groups.h"
 #include "tools/logs/event_log.h"
 #include "tools/logs/line_reader.h"
+#include "tools/logs/open_log.h"
 #include "tools/logs/output_file.h"
 
 namespace zuvdr::tools {
@@ -208,9 +209,9 @@ void run(const Options& options) {
   {
     ProgressBar bar;
     for (const std::string& path : options.logs) {
-      std::optional<EventLogReader> reader;
+      std::unique_ptr<LogReader> reader;
       try {
-        reader.emplace(path, options.lenient);
+        reader = open_log(path, options.lenient);
         logs.push_back(read_walk(*reader, path, scores.has_value()));
         if (scores) scores->write(std::exchange(logs.back().scores, {}));
       } catch (const InputError& error) {
@@ -239,7 +240,10 @@ void add_steps_command(CLI::App& app) {
   CLI::App* command =
       app.add_subcommand("steps", "Count the steps of walks with the step detector alone");
   const auto options = std::make_shared<Options>();
-  command->add_option("LOG", options->logs, "Event logs, plain or gzip; - for standard input")
+  command
+      ->add_option("LOG", options->logs,
+                   "Event logs, texts of the Android GNSS logger or recordings of Sensor Logger; - "
+                   "for standard input")
       ->required();
   command->add_flag("--summary", options->summary, "Print the lines of the groups only");
   command
@@ -267,14 +271,14 @@ most 0.25 s apart: F1, recall, precision, and the error of the count, for groups
 their logs. The table goes to standard error when a file goes to standard output. docs/steps.md
 tells more, and the columns of the files.
 
-Recordings of phones go through zuvdr convert, which makes event logs of them; they have no P rows.
+Recordings of phones are brought to the engine's 25 Hz; they have no P rows.
 
 Exit status: 0 done; 1 wrong usage, or something could not be written; 2 a log could not be
 read, has a malformed row or no rows: the figures are then those of the other logs.
 
 Examples:
   zuvdr steps walks/*.csv.gz --json walks.json
-  zuvdr convert walk.zip --out - | zuvdr steps -)");
+  zuvdr steps walk.zip)");
   command->callback([options] { run(*options); });
 }
 

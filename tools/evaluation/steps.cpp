@@ -13,6 +13,7 @@
 #include <variant>
 
 #include "host/engine_probe.h"
+#include "host/sample_rate.h"
 #include "pdr/step_networks.h"
 #include "pdr/step_state_machine.h"
 #include "tools/logs/line_reader.h"
@@ -121,7 +122,7 @@ void set_counted_part(StepSeries& steps, const std::string& path, const std::str
   }
 }
 
-WalkLog read_walk(EventLogReader& reader, const std::string& path, bool scores) {
+WalkLog read_walk(LogReader& reader, const std::string& path, bool scores) {
   Reset();  // of the queues that pair_epoch fills
   Detector detector;
   WalkLog log;
@@ -130,20 +131,32 @@ WalkLog read_walk(EventLogReader& reader, const std::string& path, bool scores) 
   std::vector<std::int64_t> reference_ns;
   std::vector<DetectedEpoch> epochs;
   std::vector<double> times;
+  const auto take = [&](const SensorData& event) {
+    const auto paired = pair_epoch(event);
+    if (!paired) return;
+    const DetectedEpoch epoch = detector.take(*paired);
+    log.last_epoch = seconds_between(*start_ns, paired->time_ns);
+    if (epoch.step) {
+      log.steps.declared.push_back(log.last_epoch);
+      log.bout_steps.push_back(epoch.bout_steps);
+    }
+    if (scores) {
+      epochs.push_back(epoch);
+      times.push_back(log.last_epoch);
+    }
+  };
+  SampleRate rate;
   for (EventRow row; reader.next(row);) {
     if (const auto* sensor = std::get_if<SensorRow>(&row)) {
       if (!start_ns) start_ns = sensor->event.timestamp;
-      const auto paired = pair_epoch(sensor->event);
-      if (!paired) continue;
-      const DetectedEpoch epoch = detector.take(*paired);
-      log.last_epoch = seconds_between(*start_ns, paired->time_ns);
-      if (epoch.step) {
-        log.steps.declared.push_back(log.last_epoch);
-        log.bout_steps.push_back(epoch.bout_steps);
+      if (!reader.is_recording()) {
+        take(sensor->event);
+        continue;
       }
-      if (scores) {
-        epochs.push_back(epoch);
-        times.push_back(log.last_epoch);
+      rate.add(sensor->event);
+      while (const auto sample = rate.next()) {
+        take(event_of(ZUVDR_SENSOR_ACCELEROMETER, sample->force, sample->time_ns));
+        take(event_of(ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED, sample->rate, sample->time_ns));
       }
     } else if (const auto* step = std::get_if<StepRow>(&row)) {
       reference_ns.push_back(step->time_ns);

@@ -35,8 +35,9 @@ inline constexpr const char* kScoreColumns =
 void set_counted_part(StepSeries& steps, const std::string& path, const std::string& header);
 
 // Runs a fresh detector over the log that the reader has just opened, its events paired by the
-// engine, which is reset. Throws InputError.
-WalkLog read_walk(EventLogReader& reader, const std::string& path, bool scores = false);
+// engine, which is reset; those of a recording are brought to the engine's rate before. Throws
+// InputError.
+WalkLog read_walk(LogReader& reader, const std::string& path, bool scores = false);
 
 struct StepTotals {
   std::int64_t logs = 0;

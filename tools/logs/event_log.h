@@ -33,7 +33,8 @@ class EventLogReader final : public LogReader {
 
   // The comment lines met so far that have the form "# key: value" (later ones win); empty when
   // the key did not occur.
-  std::string header(const std::string& key) const;
+  std::string header(const std::string& key) const override;
+  bool is_recording() const override { return false; }
 
  private:
   struct State;

@@ -6,6 +6,10 @@
 
 namespace zuvdr::tools {
 
+std::string LogReader::header(const std::string& /*key*/) const {
+  return {};
+}
+
 std::vector<std::string> LogReader::remarks() const {
   return skip_remarks(first_skipped(), skipped());
 }

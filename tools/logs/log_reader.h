@@ -26,6 +26,12 @@ class LogReader {
   virtual std::int64_t skipped() const = 0;
   virtual const std::vector<std::string>& first_skipped() const = 0;
 
+  // "# key: value" lines of the log's head; empty when there is none, as in recordings.
+  virtual std::string header(const std::string& key) const;
+
+  // What a phone recorded, at its own rates; an event log was made for the engine.
+  virtual bool is_recording() const { return true; }
+
   // What a user should know about the rows that were left out, and about the log; a line each.
   virtual std::vector<std::string> remarks() const;
 
