@@ -1,44 +1,11 @@
 // Drives the C interface with arbitrary bytes: the first byte of a record chooses the call, the
 // rest fills its argument. Whatever the numbers, nothing may crash, hang or trip a sanitizer.
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 #include "ZuVDR.h"
-
-namespace {
-
-class Bytes {
- public:
-  Bytes(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
-
-  bool empty() const { return size_ == 0; }
-
-  template <typename T>
-  T take() {
-    T value{};
-    const std::size_t n = std::min(sizeof(T), size_);
-    std::memcpy(&value, data_, n);
-    data_ += n;
-    size_ -= n;
-    return value;
-  }
-
- private:
-  const std::uint8_t* data_;
-  std::size_t size_;
-};
-
-// Arbitrary times hardly ever pair; most records step a common clock instead.
-std::int64_t next_time(Bytes& bytes, std::int64_t& clock) {
-  const auto step = bytes.take<std::uint8_t>();
-  if (step == 255) return bytes.take<std::int64_t>();
-  clock += step * INT64_C(1000000);
-  return clock;
-}
-
-}  // namespace
+#include "fuzz/bytes.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::int32_t kTypes[4] = {1, 16, 14, 6};
