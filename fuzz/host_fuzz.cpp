@@ -13,51 +13,69 @@
 
 // The host's calls of the engine come here: see the linker's --wrap.
 extern "C" {
-int __real_UpdateLocationbySensorEvent(SensorData event);         // NOLINT
-int __wrap_UpdateLocationbySensorEvent(SensorData event);         // NOLINT
-const GpsData* __real_SyncGPSEventforFusion(const GpsData* fix);  // NOLINT
-const GpsData* __wrap_SyncGPSEventforFusion(const GpsData* fix);  // NOLINT
-void __real_Reset(void);                                          // NOLINT
-void __wrap_Reset(void);                                          // NOLINT
+// NOLINTBEGIN(bugprone-reserved-identifier)
+int __real_UpdateLocationbySensorEvent(SensorData event);
+int __wrap_UpdateLocationbySensorEvent(SensorData event);
+const GpsData* __real_SyncGPSEventforFusion(const GpsData* fix);
+const GpsData* __wrap_SyncGPSEventforFusion(const GpsData* fix);
+int __real_UpdateLocationbyGPSEvent(int sample);
+int __wrap_UpdateLocationbyGPSEvent(int sample);
+void __real_Reset(void);
+void __wrap_Reset(void);
 }
 
 namespace {
-
-bool stamps_must_advance = false;
-std::optional<std::int64_t> last_stamp[3];  // accelerometer, gyroscope, fix; since the last Reset
 
 void check(bool holds) {
   if (!holds) __builtin_trap();
 }
 
-void check_stamp(int stream, std::int64_t stamp) {
-  check(!stamps_must_advance || !last_stamp[stream] || stamp > *last_stamp[stream]);
-  last_stamp[stream] = stamp;
+bool stamps_must_advance = false;
+
+// Stamps since the last Reset.
+struct Stamps {
+  std::optional<std::int64_t> accelerometer, gyroscope, epoch, predecessor, fix;
+} stamps;
+
+void advance(std::optional<std::int64_t>& last, std::int64_t stamp) {
+  check(!stamps_must_advance || !last || stamp > *last);
+  last = stamp;
 }
 
 }  // namespace
 
-int __wrap_UpdateLocationbySensorEvent(SensorData event) {  // NOLINT
-  if (event.type == ZUVDR_SENSOR_ACCELEROMETER) check_stamp(0, event.timestamp);
-  if (event.type == ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED) check_stamp(1, event.timestamp);
+int __wrap_UpdateLocationbySensorEvent(SensorData event) {
+  if (event.type == ZUVDR_SENSOR_ACCELEROMETER) advance(stamps.accelerometer, event.timestamp);
+  if (event.type == ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED) advance(stamps.gyroscope, event.timestamp);
   return __real_UpdateLocationbySensorEvent(event);
 }
 
-const GpsData* __wrap_SyncGPSEventforFusion(const GpsData* fix) {  // NOLINT
-  check_stamp(2, fix->time_ns);
+// A fix that is only handed over, as the predecessor of the next, may lie before the last epoch.
+const GpsData* __wrap_SyncGPSEventforFusion(const GpsData* fix) {
+  stamps.predecessor = stamps.fix;
+  stamps.fix = fix->time_ns;
   return __real_SyncGPSEventforFusion(fix);
 }
 
-void __wrap_Reset(void) {  // NOLINT
-  for (auto& stamp : last_stamp) stamp.reset();
+int __wrap_UpdateLocationbyGPSEvent(int sample) {
+  check(stamps.fix.has_value());
+  advance(stamps.predecessor, *stamps.fix);
+  advance(stamps.epoch, *stamps.fix);
+  return __real_UpdateLocationbyGPSEvent(sample);
+}
+
+void __wrap_Reset(void) {
+  stamps = {};
   __real_Reset();
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
 void check_position(const zuvdr::HostPosition& position) {
   check(std::isfinite(position.latitude) && std::isfinite(position.longitude));
-  check(std::isfinite(position.speed) && std::isfinite(position.accuracy));
+  check(std::isfinite(position.speed));
+  check(!std::isinf(position.accuracy) && !(position.accuracy < 0.0));
   check(std::isnan(position.bearing) || (position.bearing >= 0.0 && position.bearing <= 360.0));
 }
 
