@@ -2,7 +2,6 @@
 // a fix a second, and the calls of the engine alone that come of it.
 #include <array>
 #include <cmath>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <numbers>
@@ -61,23 +60,25 @@ class Trip {
 
   void next() {
     begin_ = kBegin + seconds_ * kSecond;
+    auto* event = events.data();
     for (int i = 0; i < kRate; ++i) {
       const double t = seconds_ + i / static_cast<double>(kRate);
       const std::int64_t time = begin_ + i * kSecond / kRate;
       if (i == 0) set_fix(t, time);
-      events[static_cast<std::size_t>(2 * i)] = force_at(t, time);
-      events[static_cast<std::size_t>(2 * i + 1)] = rate_at(t, time);
+      *event++ = force_at(t, time);
+      *event++ = rate_at(t, time);
       const Drive drive(t);
       east_ += drive.speed * std::sin(course_) / kRate;
       north_ += drive.speed * std::cos(course_) / kRate;
       course_ += drive.turn / kRate;
     }
     // The last one lies behind the fix and releases the others.
+    auto* epoch = epochs.data();
     for (int i = 0; i < 25; ++i) {
       const double t = seconds_ + 0.04 * (i - 24) + 0.02;
       const std::int64_t time = begin_ + (i - 24) * kBin + kBin / 2;
-      epochs[static_cast<std::size_t>(2 * i)] = force_at(t, time);
-      epochs[static_cast<std::size_t>(2 * i + 1)] = rate_at(t, time);
+      *epoch++ = force_at(t, time);
+      *epoch++ = rate_at(t, time);
     }
     ++seconds_;
   }
