@@ -178,7 +178,7 @@ class Phone {
 
   // Some seconds north at 25 Hz with good fixes, or standing: what single records never come to.
   void drive(int seconds, double speed, double noise) {
-    for (int i = 0; i < 25 * seconds && driven_ < 25 * 60; ++i, ++driven_) {
+    for (int i = 0; i < 25 * seconds && driven_ < 25 * 30; ++i, ++driven_) {
       clock_ += 40'000'000;
       const double shaking = speed > 3.0 ? noise * (i % 7 - 3) : 0.0;
       host_->sensor({ZUVDR_SENSOR_ACCELEROMETER, {0, shaking, 9.8, 0, 0, 0}, clock_});
