@@ -22,8 +22,6 @@ constexpr double kLongestFixGap = 5.0;  // s; the host's stand-ins come once a s
 constexpr double kLongestFilled = 10.0;  // s, while fixes go on
 constexpr double kLongestBlind = 2.0;    // s
 constexpr double kFixesGoOn = 2.5;       // s since the last one
-// A stamp ahead by less silences its sensor, with a host and without.
-constexpr double kLongestJump = static_cast<double>(EventFilter::kLongestJump) * 1e-9;  // s
 constexpr std::size_t kMostWaiting = 4096;
 constexpr std::size_t kMostNanSources = 64;
 
@@ -96,6 +94,8 @@ struct Cure {
   const char* text;
 };
 constexpr char kDropped[] = "dropped by the host";
+// Up to 10 s ahead a stamp is believed; the gap that it makes of the sensor is judged by itself.
+constexpr char kOvertaken[] = "dropped by the host, or those that it overtakes";
 constexpr char kSorted[] = "sorted by the host";
 constexpr char kRowsMade[] = "the host goes on with rows of its own";
 constexpr Cure kCures[] = {
@@ -106,7 +106,7 @@ constexpr Cure kCures[] = {
     {is_anything, Fault::kDoubled, &HostOptions::time_stamps, kDropped},
     {is_sensor, Fault::kBackward, &HostOptions::event_order, kSorted},
     {is_fixes, Fault::kBackward, &HostOptions::time_stamps, kDropped},
-    {is_sensor, Fault::kWild, &HostOptions::time_stamps, kDropped},
+    {is_sensor, Fault::kWild, &HostOptions::time_stamps, kOvertaken},
     {is_anything, Fault::kNotFinite, &HostOptions::time_stamps, kDropped},
     {is_fixes, Fault::kOutsideQuadrant, &HostOptions::everywhere, "served by the host"},
     {is_fixes, Fault::kStandIn, &HostOptions::outages, "left out by the host"}};
@@ -359,8 +359,7 @@ void LogCheck::note_wild(Stream stream, std::int64_t time_ns, std::int64_t line)
   // partner and is dropped.
   const Series& rows = series(stream);
   const bool ahead = rows.clock.now() && time_ns > *rows.clock.now();
-  const bool far = !ahead || seconds_between(*rows.clock.now(), time_ns) > kLongestJump;
-  note(stream, Fault::kWild, feeds_epochs(stream) && ahead, {line, time_ns}, far);
+  note(stream, Fault::kWild, feeds_epochs(stream) && ahead, {line, time_ns});
 }
 
 Finding& LogCheck::note(Stream stream, Fault fault, bool breaks, Place place, bool curable) {
