@@ -182,7 +182,7 @@ TEST_F(ProgramTest, SkippedRowsAreNamed) {
     }
     return lines + "zuvdr: ... and 2 more\n";
   };
-  for (const std::string command : {"replay", "steps", "check"}) {
+  for (const std::string command : {"replay", "steps", "check", "assess"}) {
     EXPECT_EQ(run(command + " --lenient log.csv").err, skipped("log.csv", 4));
     EXPECT_EQ(run(command + " --lenient bad.csv").err,
               skipped("bad.csv", 1) + "zuvdr: bad.csv: no rows but 12 malformed\n");
@@ -201,7 +201,7 @@ TEST_F(ProgramTest, ATrackOnStandardOutputCanBeFollowed) {
 
 TEST_F(ProgramTest, HelpFitsATerminalAndHasTheExitStatus) {
   for (const std::string command :
-       {"", "replay", "simulate", "steps", "plot", "check", "convert"}) {
+       {"", "replay", "simulate", "steps", "plot", "check", "assess", "convert"}) {
     const std::string help = run(command + " --help").out;
     EXPECT_NE(help.find("\nExit status: 0"), std::string::npos) << command;
     std::istringstream lines(help);

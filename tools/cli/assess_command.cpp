@@ -42,7 +42,8 @@ Json to_json(const LiveErrors& group) {
   const ErrorFigures& errors = group.errors;
   return {{"count", errors.count()},        {"lost", errors.lost()},
           {"median", errors.quantile(0.5)}, {"p95", errors.quantile(0.95)},
-          {"max", errors.largest()},        {"inside", group.inside}};
+          {"max", errors.largest()},        {"stated", group.stated.quantile(0.5)},
+          {"inside", group.inside}};
 }
 
 Json to_json(const std::array<LiveErrors, kLiveGroups>& groups) {
@@ -69,7 +70,7 @@ Json to_json(const LiveFigures& live, const std::string& log) {
   json["outage_end"] = to_json(figures.outage_end);
   json["after_outage"] = to_json(figures.after_outage);
   json["in_gaps"] = to_json(figures.in_gaps);
-  json["regains"] = to_json(LiveErrors{figures.regains, 0});
+  json["regains"] = to_json(LiveErrors{figures.regains, {}, 0});
   json["host"] = {{"events_dropped", counts.events_dropped},
                   {"fixes_dropped", counts.fixes_dropped},
                   {"fixes_refused", counts.fixes_refused},
@@ -86,9 +87,9 @@ Json to_json(const LiveFigures& live, const std::string& log) {
 void print_row(const std::string& name, const LiveErrors& group) {
   const ErrorFigures& errors = group.errors;
   if (errors.count() + errors.lost() == 0) return;
-  fmt::print("{:<24} {:>7} {:>9.1f} {:>9.1f} {:>9.1f} {:>8.0f}{}\n", name, errors.count(),
+  fmt::print("{:<24} {:>7} {:>9.1f} {:>9.1f} {:>9.1f} {:>9.1f} {:>8.0f}{}\n", name, errors.count(),
              errors.quantile(0.5), errors.quantile(0.95), errors.largest(),
-             share(group.inside, errors.count()),
+             group.stated.quantile(0.5), share(group.inside, errors.count()),
              errors.lost() > 0 ? fmt::format(", {} not finite", errors.lost()) : "");
 }
 
@@ -97,8 +98,8 @@ void print_text(const LiveFigures& live) {
   fmt::print("Good fixes {}, answered at status 1: {}, the first after {}\n", figures.fixes,
              figures.corrected,
              std::isfinite(figures.begins) ? fmt::format("{:.0f} s", figures.begins) : "-");
-  fmt::print("{:<24} {:>7} {:>9} {:>9} {:>9} {:>8}\n", "errors, m", "count", "median", "95 %",
-             "max", "inside %");
+  fmt::print("{:<24} {:>7} {:>9} {:>9} {:>9} {:>9} {:>8}\n", "errors, m", "count", "median", "95 %",
+             "max", "stated", "inside %");
   const auto print_groups = [](const char* when,
                                const std::array<LiveErrors, kLiveGroups>& groups) {
     for (std::size_t i = 0; i < kLiveGroups; ++i) {
@@ -159,8 +160,9 @@ void add_assess_command(CLI::App& app) {
   add_care_options(*command, options->care);
   command->footer(list_of_cares() + R"(
 A position is asked for at every fix, half a second behind it, and every 0.2 s for the time of the
-newest sensor event; with --bare it is carried with its velocity likewise. "inside %" is the share
-of errors not larger than the accuracy stated with the position, which should be 68.
+newest sensor event; with --bare it is carried with its velocity likewise. "stated" is the median
+of the accuracies that come with the positions, "inside %" the share of errors within them, which
+should be 68.
 
 Exit status: 0 done; 1 wrong usage, or the answer could not be written; 2 the log could not be read,
 has a malformed row or no rows.

@@ -61,7 +61,8 @@ void LiveFigures::take(const HostAnswer& answer) {
   status_ = answer.status;
   const LiveGroup group = group_of(answer.position);
   const std::int64_t time = answer.fix.time_ns;
-  if (group == LiveGroup::kCorrected && answer.sample == 0) {
+  const bool finite = std::isfinite(answer.position.latitude + answer.position.longitude);
+  if (group == LiveGroup::kCorrected && answer.sample == 0 && finite) {
     ++figures_.corrected;
     if (std::isnan(figures_.begins) && first_good_) {
       figures_.begins = seconds_between(*first_good_, time);
@@ -148,6 +149,7 @@ void LiveFigures::settle(const Asked& asked) {
   for (LiveErrors* errors : asked.into) {
     if (errors == nullptr) continue;
     errors->errors.add(error);
+    errors->stated.add(asked.position.accuracy);
     if (error <= asked.position.accuracy) ++errors->inside;
   }
 }

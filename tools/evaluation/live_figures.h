@@ -18,6 +18,7 @@ namespace zuvdr::tools {
 // Errors, and how many of them are inside the accuracy stated with the position (aim: 68 %).
 struct LiveErrors {
   ErrorFigures errors;
+  ErrorFigures stated;  // the accuracies, m
   std::size_t inside = 0;
 };
 
