@@ -67,7 +67,7 @@ void LiveFigures::take(const HostAnswer& answer) {
     if (std::isnan(figures_.begins) && first_good_) {
       figures_.begins = seconds_between(*first_good_, time);
     }
-    if (!regained_ && seconds_between(*gap_end_, time) > 0.0) {
+    if (!regained_ && seconds_between(*gap_end_, answer.position.time_ns) > 0.0) {
       regained_ = true;
       figures_.regains.add(seconds_between(*gap_end_, time));
     }
