@@ -8,6 +8,8 @@
 namespace zuvdr {
 namespace {
 
+constexpr std::size_t kEastVelocity = kVelocity * (kStates + 1);
+constexpr std::size_t kNorthVelocity = (kVelocity + 1) * (kStates + 1);
 constexpr std::size_t kEast = kPosition * (kStates + 1);  // on the diagonal of P
 constexpr std::size_t kNorth = (kPosition + 1) * (kStates + 1);
 
@@ -29,6 +31,7 @@ EngineProbe probe_engine() {
           .east_velocity = engine.ins.vn[0],
           .north_velocity = engine.ins.vn[1],
           .position_sigma = std::sqrt(engine.kf.P[kEast] + engine.kf.P[kNorth]),
+          .velocity_sigma = std::sqrt(engine.kf.P[kEastVelocity] + engine.kf.P[kNorthVelocity]),
           .pedestrian_heading = engine.pdr_heading,
           .pedestrian_sigma = std::sqrt(engine.pdr_kf.P[0] + engine.pdr_kf.P[5]),
           .bout_steps = engine.step_detector.bout_step_count,

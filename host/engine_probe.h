@@ -27,6 +27,7 @@ struct EngineProbe {
   double east_velocity;          // of the vehicle, m/s
   double north_velocity;
   double position_sigma;      // of the vehicle, m: of the distance, not of an axis
+  double velocity_sigma;      // of the vehicle, m/s: of both components together
   double pedestrian_heading;  // rad, counter-clockwise from north
   double pedestrian_sigma;    // m, as position_sigma
   int bout_steps;

@@ -23,7 +23,8 @@ struct Share {
 constexpr Share kCorrectedShare{1.0, 0.85};
 constexpr Share kDeadReckonedShare{1.1, 0.85};
 constexpr Share kWalkerShare{1.0, 1.5};
-constexpr double kWalkerDrift = 0.15;  // of the way walked without fixes
+constexpr double kWalkerVelocity = 0.5;  // m/s
+constexpr double kWalkerDrift = 0.15;    // of the way walked without fixes
 
 double joined(const Share& share, double filter_sigma, double fix_sigma) {
   return std::hypot(share.filter * filter_sigma, share.fix * fix_sigma);
@@ -68,13 +69,14 @@ HostAnswer Host::Road::run_gnss_epoch(const GpsData& told, int sample, bool good
   position.longitude = location.longitude;
   position.altitude = told.altitude;
   double east = told.vel_e, north = told.vel_n;
-  entry_.velocity_sigma = std::hypot(told.vel_acc_e, told.vel_acc_n);
+  entry_.velocity_sigma = good ? std::hypot(told.vel_acc_e, told.vel_acc_n) : good_fix_speed_;
   if (earlier.pedestrian_ready && engine.pedestrian_started) {
     position.source = Source::kWalker;
     east = -engine.pedestrian_speed * std::sin(engine.pedestrian_heading);
     north = quadrant.leave_north(engine.pedestrian_speed * std::cos(engine.pedestrian_heading));
     position.accuracy = std::hypot(joined(kWalkerShare, engine.pedestrian_sigma, good_fix_sigma_),
                                    kWalkerDrift * engine.pedestrian_speed * age);
+    entry_.velocity_sigma = kWalkerVelocity;
   } else if (position_set) {
     position.source = engine.fix_accepted ? Source::kCorrected : Source::kDeadReckoned;
     position.time_ns = engine.last_epoch_time;
@@ -83,6 +85,7 @@ HostAnswer Host::Road::run_gnss_epoch(const GpsData& told, int sample, bool good
     const bool corrected = position.source == Source::kCorrected;
     position.accuracy = joined(corrected ? kCorrectedShare : kDeadReckonedShare,
                                engine.position_sigma, good_fix_sigma_);
+    entry_.velocity_sigma = engine.velocity_sigma;
   } else {
     position.source = Source::kRawFix;
     // A row without a fix stands where the last one was.
