@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <numbers>
 #include <utility>
 
 #include "engine/fix_quality.h"
@@ -18,17 +20,23 @@ constexpr double kLongestWait = 1.0;  // s, for the epochs of a fix
 // fix that comes after a row of a later stamp is lost.
 constexpr double kOutageBegins = 1.5;
 constexpr double kRowInterval = 1.0;     // s
-constexpr double kLongestLatency = 3.0;  // s, of a receiver
+constexpr double kLongestLatency = 5.0;  // s, of a receiver
 constexpr double kLatencyKept = 0.95;    // of the longest one, by every fix
-constexpr double kWildStamp = 10.0;      // s from all others
-constexpr float kSlowestRow = 0.5F;      // m/s, of a walker
+constexpr int kBackwardFixes = 3;
+constexpr double kWildStamp = 10.0;  // s from all others
+constexpr float kSlowestRow = 0.5F;  // m/s, of a walker
 static_assert(kSlowestRow > kSlowestWalk);
 constexpr float kCourseSigma = 0.15F;  // the walker's filter divides it by no speed: rad
 
-bool finite(const GpsData& fix) {
-  return std::isfinite(fix.latitude) && std::isfinite(fix.longitude) &&
-         std::isfinite(fix.altitude) && std::isfinite(fix.speed) && std::isfinite(fix.vel_e) &&
-         std::isfinite(fix.vel_n) && std::isfinite(fix.vel_u) && std::isfinite(fix.bearing);
+// What a receiver on the earth may tell. An unknown position comes as 0, 0 without accuracy.
+bool possible(const GpsData& fix) {
+  const auto at_most = [](double most, auto... values) {
+    return ((std::fabs(static_cast<double>(values)) <= most) && ...);
+  };
+  const bool somewhere = fix.latitude != 0.0 || fix.longitude != 0.0 || fix.pos_acc_e > 0.0F;
+  return somewhere && at_most(4e18, fix.time_ns) && at_most(90.0, fix.latitude) &&
+         at_most(360.0, fix.longitude, fix.bearing) && at_most(2e4, fix.altitude) &&
+         at_most(500.0, fix.speed, fix.vel_e, fix.vel_n, fix.vel_u);
 }
 
 // Accuracies that pass nothing, and that the walker's filter, which asks nothing, learns nothing
@@ -38,14 +46,29 @@ void set_far(GpsData& fix) {
   fix.pos_acc_e = fix.pos_acc_n = fix.pos_acc_u = 1e4F;
 }
 
+void place_as_expected(GpsData& fix, const HostPosition& expected) {
+  const double bearing =
+      std::isfinite(expected.bearing) ? expected.bearing * std::numbers::pi / 180.0 : 0.0;
+  fix.latitude = expected.latitude;
+  fix.longitude = expected.longitude;
+  fix.vel_e = static_cast<float>(expected.speed * std::sin(bearing));
+  fix.vel_n = static_cast<float>(expected.speed * std::cos(bearing));
+  set_far(fix);
+}
+
 }  // namespace
 
 Host::Careful::Careful(const HostOptions& options, Answer answer, Notify notify)
     : Road(std::move(answer), std::move(notify)), options_(options) {
-  if (std::isfinite(options_.fix_clock_offset)) offset_ = options_.fix_clock_offset;
+  if (offset_by_hand(options_)) offset_ = options_.fix_clock_offset;
 }
 
 void Host::Careful::sensor(const SensorData& event) {
+  // The engine uses no others, and their stamps are not to be trusted for nothing.
+  if (event.type != ZUVDR_SENSOR_ACCELEROMETER &&
+      event.type != ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED) {
+    return;
+  }
   if (options_.time_stamps && !filter_.plausible(event)) {
     ++counts_.events_dropped;
     note(Notice::kEventDropped);
@@ -61,6 +84,7 @@ void Host::Careful::sensor(const SensorData& event) {
   } else {
     in_order(event);
   }
+  answer_ready();
   if (options_.outages) keep_going();
 }
 
@@ -94,28 +118,41 @@ void Host::Careful::take(const Sample& sample) {
   }
   last_real_sample_ = sample.time_ns;
   keep(sample);
-  if (!pending_) return;
-  if (sample.time_ns >= sensor_time(pending_->fix) ||
-      elapsed_seconds(sample.time_ns, pending_->since_ns) > kLongestWait) {
-    answer_pending();
+}
+
+// Fixes whose samples have come, or do not come.
+void Host::Careful::answer_ready() {
+  const double wait = kLongestWait + static_cast<double>(order_.hold()) / kNanosecondsPerSecond;
+  while (!pending_.empty() && last_sample_) {
+    const Pending& oldest = pending_.front();
+    const bool complete = *last_sample_ >= sensor_time(oldest.fix);
+    if (!complete && elapsed_seconds(*now_, oldest.since_ns) <= wait) return;
+    answer_oldest();
   }
 }
 
 void Host::Careful::keep(const Sample& sample) {
   last_sample_ = sample.time_ns;
   trip_.samples.push(sample);
-  if (estimate_.watch(sample)) {
-    // The phone was moved: what was given before is in other axes.
-    trip_.begin_anew();
-    given_.samples = trip_.samples.end();
-    trip_.samples.push(sample);
-  }
+  if (estimate_.watch(sample)) phone_moved();
   clock_.add(sample, estimate_.up());
   walker_course_.add(sample);
 }
 
+// What was given before is in other axes. A walker's phone moves all the time.
+void Host::Careful::phone_moved() {
+  if (probe_engine().pedestrian_started) return;
+  used_.reset();
+  reset();
+}
+
 void Host::Careful::fix(const GpsData& fix, int sample) {
   if (options_.outages && sample != 0) return;
+  if (options_.time_stamps && !possible(fix)) {
+    ++counts_.fixes_dropped;
+    note(Notice::kFixDropped);
+    return;
+  }
   if (now_) {
     const double latency = elapsed_seconds(*now_, sensor_time(fix));
     if (latency < kLongestLatency) latency_ = std::max(latency, kLatencyKept * latency_);
@@ -125,49 +162,82 @@ void Host::Careful::fix(const GpsData& fix, int sample) {
     note(Notice::kFixDropped);
     return;
   }
-  if (pending_ && options_.gaps && last_sample_) {
-    // The sensors are silent for longer than they are late.
-    const std::int64_t wanted = sensor_time(pending_->fix);
-    if (elapsed_seconds(wanted, *last_sample_) > 0.0 &&
-        elapsed_seconds(sensor_time(fix), *last_sample_) > kLongestWait &&
-        elapsed_seconds(wanted, *last_real_sample_) < kLongestFilled) {
-      fill(elapsed_ns(wanted, -SampleRate::kBin), &fix);
+  const bool good = sample == 0 && passes_quality_test(fix);
+  if (sensors_stalled(fix)) {
+    while (!pending_.empty()) {
+      const std::int64_t wanted = sensor_time(pending_.front().fix);
+      const double silence = elapsed_seconds(wanted, *last_real_sample_);
+      const bool fillable = options_.gaps && silence <= kLongestFilled;
+      if (fillable && wanted > *last_sample_) fill(elapsed_ns(wanted, -SampleRate::kBin));
+      answer_oldest();
+    }
+    // The navigator stands where the samples ended, and fixes would tear it away.
+    const double silence = elapsed_seconds(sensor_time(fix), *last_real_sample_);
+    if (silence > (options_.gaps ? kLongestFilled : kLongestBlind) && !trip_.samples.empty()) {
+      reset();
     }
   }
-  if (pending_) answer_pending();
-  if (options_.everywhere && quadrant_.choose_for(fix.latitude, fix.longitude)) restart();
+  if (pending_.size() == kMostPending) answer_oldest();
+  if (options_.everywhere && (good || !quadrant_.chosen()) &&
+      quadrant_.choose_for(fix.latitude, fix.longitude)) {
+    answer_all();
+    restart();
+  }
   last_handed_ = fix.time_ns;
-  pending_ = Pending{fix, sample, now_.value_or(fix.time_ns)};
-  last_fix_ = fix;
   // Not before the fix itself, where the sensors are silent.
   fix_arrival_ = std::max(now_.value_or(sensor_time(fix)), sensor_time(fix));
-  if (sample == 0 && passes_quality_test(fix)) good_fix_arrival_ = fix_arrival_;
-  if (!options_.call_order || (last_sample_ && *last_sample_ >= sensor_time(fix))) answer_pending();
+  pending_.push(Pending{fix, sample, now_.value_or(fix.time_ns)});
+  if (!options_.call_order || !last_sample_) {
+    answer_all();
+  } else {
+    answer_ready();
+  }
+}
+
+// The samples stay away for longer than they are late.
+bool Host::Careful::sensors_stalled(const GpsData& fix) const {
+  if (!last_sample_ || !last_real_sample_) return false;
+  const double wait = kLongestWait + static_cast<double>(order_.hold()) / kNanosecondsPerSecond;
+  return elapsed_seconds(sensor_time(fix), *last_sample_) > wait;
 }
 
 std::int64_t Host::Careful::sensor_time(const GpsData& fix) const {
   return elapsed_ns(fix.time_ns, std::llround(offset_ * kNanosecondsPerSecond));
 }
 
-// A wild stamp is far both from the sensors and, where these are silent, from the last fix.
-bool Host::Careful::advances(const GpsData& fix) const {
-  if (!finite(fix)) return false;
-  if (last_handed_ && fix.time_ns <= *last_handed_) return false;
-  const auto near = [&fix](const std::optional<std::int64_t>& time) {
-    return !time || std::fabs(elapsed_seconds(fix.time_ns, *time)) < kWildStamp;
+// A wild stamp is far from the sensors, or, where these are silent, from the last fix. Fixes that
+// go back and then on and on are on another clock, which is followed.
+bool Host::Careful::advances(const GpsData& fix) {
+  const auto near = [&fix](std::int64_t time) {
+    return std::fabs(elapsed_seconds(fix.time_ns, time)) < kWildStamp;
   };
-  return near(now_) || (last_handed_ && near(last_handed_));
+  const bool silent = !last_sample_ || (last_handed_ && sensors_stalled(fix));
+  if (now_ && !near(*now_) && !(silent && last_handed_ && near(*last_handed_))) return false;
+  if (!last_handed_ || fix.time_ns > *last_handed_) {
+    backward_fixes_ = 0;
+    return true;
+  }
+  backward_fixes_ = backward_fixes_ > 0 && fix.time_ns > backward_stamp_ ? backward_fixes_ + 1 : 1;
+  backward_stamp_ = fix.time_ns;
+  if (backward_fixes_ < kBackwardFixes) return false;
+  backward_fixes_ = 0;
+  reset();
+  return true;
 }
 
 void Host::Careful::flush() {
   while (const auto event = order_.next_held()) in_order(*event);
-  if (pending_) answer_pending();
+  answer_all();
 }
 
-void Host::Careful::answer_pending() {
-  const Pending pending = *pending_;
-  pending_.reset();
+void Host::Careful::answer_oldest() {
+  const Pending pending = pending_.front();
+  pending_.drop_before(pending_.begin() + 1);
   use(pending.fix, pending.sample, false);
+}
+
+void Host::Careful::answer_all() {
+  while (!pending_.empty()) answer_oldest();
 }
 
 void Host::Careful::use(const GpsData& fix, int sample, bool own_row) {
@@ -176,27 +246,40 @@ void Host::Careful::use(const GpsData& fix, int sample, bool own_row) {
   GpsData told = fix;
   told.time_ns = sensor_time(fix);
   std::optional<double> off;
-  if (options_.bad_fixes && is_fix && passes_quality_test(fix)) {
-    const std::optional<HostPosition> expected = positions_.at(told.time_ns);
-    off = gate_.refuses(told, expected);
-    if (off) {
-      // The engine interpolates a fix from the one before: it may not see this one at all.
-      entry.fix.latitude = expected->latitude;
-      entry.fix.longitude = expected->longitude;
-      set_far(entry.fix);
-      entry.sample = 1;
-      entry.good = false;
-      ++counts_.fixes_refused;
-      note(Notice::kFixRefused, *off);
-    }
+  const std::optional<HostPosition> expected = positions_.at(told.time_ns);
+  const bool passes = is_fix && passes_quality_test(fix);
+  if (options_.bad_fixes && passes) off = gate_.refuses(told, expected);
+  if (off) {
+    entry.sample = 1;
+    entry.good = false;
+    ++counts_.fixes_refused;
+    note(Notice::kFixRefused, *off);
+  }
+  const bool navigating = expected && (expected->source == Source::kCorrected ||
+                                       expected->source == Source::kDeadReckoned);
+  if (off || (options_.bad_fixes && is_fix && !passes && navigating)) {
+    // The engine interpolates a fix from the one before: a bad one it may not see at all.
+    place_as_expected(entry.fix, *expected);
   }
   if (is_fix) in_outage_ = false;
+  if (is_fix && !off) last_fix_ = fix;
   trip_.fixes.push(entry);
   hand(entry);
   HostAnswer answer = run_gnss_epoch(told, entry.sample, entry.good, quadrant_);
   answer.sample = is_fix ? 0 : 1;
   answer.refused = off.has_value();
-  publish(answer);
+  const bool lost =
+      !std::isfinite(answer.position.latitude) || !std::isfinite(answer.position.longitude);
+  // A filtered position out of all range has made the engine start over.
+  const bool runaway = answer.position_was_set && (GetCarFlag() & ZUVDR_CAR_POSITION_SET) == 0;
+  const bool row_of_nothing = answer.position.source == Source::kRawFix && !entry.good;
+  if (lost || runaway || row_of_nothing) fall_back_to_fix(answer, entry.good);
+  if (entry.good || !(lost || runaway || row_of_nothing)) keep_position();
+  hand_out(answer);
+  if (lost) {
+    reset();
+    return;
+  }
   learn(entry);
   reconsider();
 }
@@ -210,7 +293,7 @@ void Host::Careful::keep_going() {
   const std::int64_t time = elapsed_ns(std::min(behind, last_sample_.value_or(behind)),
                                        -std::llround(offset_ * kNanosecondsPerSecond));
   if (elapsed_seconds(time, *last_handed_) < kRowInterval) return;
-  if (pending_) answer_pending();
+  answer_all();
   in_outage_ = true;
   ++counts_.outage_rows;
   last_handed_ = time;
@@ -247,15 +330,18 @@ GpsData Host::Careful::walker_row(std::int64_t time) const {
 }
 
 void Host::Careful::reset() {
-  if (pending_) answer_pending();
+  answer_all();
   Reset();
   trip_.begin_anew();
   given_ = {};
   given_.samples = trip_.samples.end();
+  if (feed_.again) feed_.again(std::numeric_limits<std::int64_t>::max());
   in_outage_ = false;
   last_fix_.reset();
   last_handed_.reset();
   interval_fix_.reset();
+  reconsidered_.reset();
+  rest_tried_ = 0.0;
   gate_.reset();
   ++counts_.resets;
   note(Notice::kReset);

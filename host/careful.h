@@ -2,6 +2,7 @@
 // trip fix by fix.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <optional>
 
@@ -18,6 +19,11 @@
 #include "host/walker_course.h"
 
 namespace zuvdr {
+
+// A larger offset is taken for unknown.
+inline bool offset_by_hand(const HostOptions& options) {
+  return std::fabs(options.fix_clock_offset) < 10.0;
+}
 
 class Host::Careful final : public Host::Road {
  public:
@@ -53,13 +59,17 @@ class Host::Careful final : public Host::Road {
   void take(const Sample& sample);
   void keep(const Sample& sample);
   void keep_going();
-  void answer_pending();
+  void answer_oldest();
+  void answer_all();
+  void answer_ready();
+  bool sensors_stalled(const GpsData& fix) const;
+  void phone_moved();
   // `sample`: what the engine is told; a row of the host's own is not a fix even where that is 0.
   void use(const GpsData& fix, int sample, bool own_row);
   GpsData standing_row(std::int64_t time) const;
   GpsData walker_row(std::int64_t time) const;
   std::int64_t sensor_time(const GpsData& fix) const;
-  bool advances(const GpsData& fix) const;
+  bool advances(const GpsData& fix);
   void reset();
 
   // engine_feed.cpp: what the engine gets
@@ -79,9 +89,11 @@ class Host::Careful final : public Host::Road {
 
   // gaps.cpp
   bool bridge(const Sample& next);
-  void fill(std::int64_t until, const GpsData* newest);
+  bool fill(std::int64_t until);
 
+  static constexpr std::size_t kMostPending = 64;
   static constexpr double kLongestFilled = 10.0;  // s, with fixes
+  static constexpr double kLongestBlind = 2.0;    // s, without
 
   HostOptions options_;
   EventFilter filter_;
@@ -99,19 +111,21 @@ class Host::Careful final : public Host::Road {
   FixGate gate_;
   WalkerCourse walker_course_;
 
-  std::optional<Pending> pending_;
-  std::optional<std::int64_t> now_;  // newest sensor event
+  Ring<Pending> pending_{kMostPending};  // oldest first
+  std::optional<std::int64_t> now_;      // newest sensor event
   std::optional<std::int64_t> last_sample_;
   std::optional<std::int64_t> last_real_sample_;
   std::optional<GpsData> last_fix_;      // good or bad
   std::optional<GpsData> interval_fix_;  // good, that the interval to be learned from begins with
   std::uint64_t interval_begin_ = 0;     // sample
   std::int64_t fix_arrival_ = 0;         // on the sensors' clock
-  std::optional<std::int64_t> good_fix_arrival_;
   std::optional<std::int64_t> last_handed_;  // stamp of the last fix or row
   double latency_ = 0.0;                     // of late fixes, s
   bool in_outage_ = false;
-  std::int64_t reconsidered_ = 0;  // time of the last restart, ns
+  std::optional<std::int64_t> reconsidered_;  // time of the last restart
+  double rest_tried_ = 0.0;                   // s of driving that the rest made up last knew
+  int backward_fixes_ = 0;                    // in a row, each after the one before
+  std::int64_t backward_stamp_ = 0;
 };
 
 }  // namespace zuvdr

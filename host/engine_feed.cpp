@@ -45,13 +45,13 @@ void Host::Careful::hand(const TripFix& entry) {
   if (entry.good && passes_quality_test(fix)) prime(fix);
   if (entry.ends_outage) sync(before(fix, kExitInterval), 1);
 
-  const bool standing = entry.good && fix.speed < kStanding;
+  const bool standing = entry.good && passes_quality_test(fix) && fix.speed < kStanding;
   const bool calm = options_.calm && standing && given_.standing &&
                     (GetCarFlag() & ZUVDR_CAR_ATTITUDE_CONVERGED) == 0;
   given_.standing = standing;
   if (options_.call_order) {
     sync(fix, entry.sample);
-    std::uint64_t end = given_.samples;
+    std::uint64_t end = std::max(given_.samples, trip_.samples.begin());
     while (end < trip_.samples.end() && trip_.samples[end].time_ns < fix.time_ns) ++end;
     release(std::min(end + 1, trip_.samples.end()), calm);
   } else {
@@ -68,7 +68,10 @@ void Host::Careful::prime(const GpsData& fix) {
   if (probe_engine().pedestrian_started) return;
   GpsData fast = fix;
   fast.time_ns = seconds_before(fix.time_ns, kPrimeInterval);
-  if (given_.last_stamp && fast.time_ns <= *given_.last_stamp) return;
+  if (given_.last_stamp && fast.time_ns <= *given_.last_stamp) {
+    fast.time_ns = elapsed_ns(fix.time_ns, elapsed_ns(fix.time_ns, *given_.last_stamp) / 2);
+    if (fast.time_ns <= *given_.last_stamp) return;
+  }
   fast.speed = std::max(fast.speed, kPrimeSpeed);
   sync(fast, 0);
   UpdateLocationbyGPSEvent(0);
@@ -137,6 +140,10 @@ void Host::Careful::give_trip(bool with_rest) {
   }
   if (with_rest) make_up_rest();
   for (std::uint64_t i = trip_.fixes.begin(); i < trip_.fixes.end(); ++i) {
+    // The samples of older ones are gone.
+    if (trip_.samples.empty() || sensor_time(trip_.fixes[i].fix) < trip_.samples.front().time_ns) {
+      continue;
+    }
     hand(trip_.fixes[i]);
     UpdateLocationbyGPSEvent(trip_.fixes[i].sample);
   }
@@ -146,7 +153,10 @@ void Host::Careful::give_trip(bool with_rest) {
 // them.
 void Host::Careful::make_up_rest() {
   std::uint64_t i = trip_.fixes.begin();
-  while (i < trip_.fixes.end() && !trip_.fixes[i].good) ++i;
+  while (i < trip_.fixes.end() &&
+         !(trip_.fixes[i].good && passes_quality_test(trip_.fixes[i].fix))) {
+    ++i;
+  }
   if (i == trip_.fixes.end() || trip_.samples.empty()) return;
   const std::int64_t begin =
       elapsed_ns(trip_.samples.front().time_ns, kRestSamples * kRestInterval);

@@ -8,6 +8,9 @@
 namespace zuvdr {
 namespace {
 
+// No phone measures more; the engine's low-pass filters would keep an infinity for good.
+constexpr double kMostForce = 500.0;  // m/s^2
+constexpr double kMostRate = 100.0;   // rad/s
 constexpr double kFarthest = 4e18;  // ns from 0, 127 years: differences and bins stay within int64
 
 bool near(std::int64_t a, std::int64_t b) {
@@ -26,8 +29,9 @@ EventFilter::Stream* EventFilter::stream_of(const SensorData& event) {
 bool EventFilter::plausible(const SensorData& event) {
   Stream* const stream = stream_of(event);
   if (stream == nullptr) return false;
-  const std::size_t used = event.type == ZUVDR_SENSOR_PRESSURE ? 1 : 6;
-  if (!std::all_of(event.values, event.values + used, [](double v) { return std::isfinite(v); })) {
+  const double most = event.type == ZUVDR_SENSOR_ACCELEROMETER ? kMostForce : kMostRate;
+  if (!std::all_of(event.values, event.values + 3,
+                   [most](double v) { return std::fabs(v) <= most; })) {
     return false;
   }
   const std::int64_t time = event.timestamp;

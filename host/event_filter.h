@@ -1,4 +1,4 @@
-// Which sensor events may reach the engine: finite ones whose time advances.
+// Which events of the motion sensors may reach the engine: possible ones whose time advances.
 #pragma once
 
 #include <array>
@@ -29,10 +29,8 @@ class EventFilter {
   };
   Stream* stream_of(const SensorData& event);
 
-  std::array<Stream, 4> streams_{{{ZUVDR_SENSOR_ACCELEROMETER},
-                                  {ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED},
-                                  {ZUVDR_SENSOR_MAGNETOMETER_UNCALIBRATED},
-                                  {ZUVDR_SENSOR_PRESSURE}}};
+  std::array<Stream, 2> streams_{
+      {{ZUVDR_SENSOR_ACCELEROMETER}, {ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED}}};
 };
 
 }  // namespace zuvdr

@@ -1,10 +1,17 @@
 #include "host/event_order.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "nav/clock.h"
 
 namespace zuvdr {
+namespace {
+
+constexpr double kForgotten = 0.005;           // of the lateness, by every second
+constexpr std::int64_t kPunctual = 2'000'000;  // ns
+
+}  // namespace
 
 EventOrder::EventOrder() : events_(kMost) {}
 
@@ -19,7 +26,12 @@ void EventOrder::add(const SensorData& event) {
     break;
   }
   const bool another_clock = elapsed_ns(newest_, time) > 2 * kLongestHold;
-  if (count_ == 0 || another_clock || time > newest_) newest_ = time;
+  if (count_ == 0 || another_clock || time > newest_) {
+    const double passed = std::min(elapsed_seconds(time, newest_), 1.0);
+    if (passed > 0.0) hold_ -= std::llround(static_cast<double>(hold_) * kForgotten * passed);
+    if (hold_ < kPunctual) hold_ = 0;
+    newest_ = time;
+  }
   if (count_ == kMost) {
     first_ = (first_ + 1) % kMost;
     --count_;

@@ -9,7 +9,7 @@
 
 namespace zuvdr {
 
-// Events are held back by the longest lateness seen so far, at most a second; as long as every
+// Events are held back by the longest lateness seen lately, at most a second; as long as every
 // sensor's come in order, by nothing.
 class EventOrder {
  public:
@@ -18,7 +18,8 @@ class EventOrder {
   EventOrder();
   void add(const SensorData& event);
   std::optional<SensorData> next();
-  std::optional<SensorData> next_held();  // those that still wait, at the end of a stream
+  std::int64_t hold() const { return hold_; }  // ns
+  std::optional<SensorData> next_held();       // those that still wait, at the end of a stream
 
  private:
   static constexpr std::size_t kMost = 4096;

@@ -10,8 +10,7 @@
 namespace zuvdr {
 namespace {
 
-constexpr double kLongestBlind = 2.0;  // s, filled without fixes
-constexpr double kFixesGoOn = 2.5;     // s since the last good one
+constexpr double kFixesGoOn = 2.5;  // s since the last good one
 constexpr std::uint64_t kFixesUsed = 16;
 
 }  // namespace
@@ -23,8 +22,8 @@ bool Host::Careful::bridge(const Sample& next) {
   const double silence = elapsed_seconds(next.time_ns, *last_real_sample_);
   const bool fixes_go_on = last_fix_ && passes_quality_test(*last_fix_) &&
                            elapsed_seconds(next.time_ns, sensor_time(*last_fix_)) < kFixesGoOn;
-  if (fixes_go_on && silence <= kLongestFilled) {
-    fill(next.time_ns, pending_ ? &pending_->fix : nullptr);
+  if (fixes_go_on && silence <= kLongestFilled && fill(next.time_ns)) {
+    // Done.
   } else if (silence <= kLongestBlind) {
     const Sample from = trip_.samples.back();
     for (std::int64_t t = from.time_ns + SampleRate::kBin; t < next.time_ns;
@@ -41,23 +40,20 @@ bool Host::Careful::bridge(const Sample& next) {
   return true;
 }
 
-// `newest`: a fix behind those of the trip.
-void Host::Careful::fill(std::int64_t until, const GpsData* newest) {
+// False: fixes do not tell enough.
+bool Host::Careful::fill(std::int64_t until) {
   GapFilling filling;
   const auto add = [&](GpsData fix) {
     fix.time_ns = sensor_time(fix);
-    filling.add(fix);
+    if (passes_quality_test(fix)) filling.add(fix);
   };
   const std::uint64_t end = trip_.fixes.end();
   for (std::uint64_t i = std::max(trip_.fixes.begin(), end > kFixesUsed ? end - kFixesUsed : 0);
        i < end; ++i) {
-    if (trip_.fixes[i].good && passes_quality_test(trip_.fixes[i].fix)) add(trip_.fixes[i].fix);
+    if (trip_.fixes[i].good) add(trip_.fixes[i].fix);
   }
-  if (pending_ && passes_quality_test(pending_->fix)) add(pending_->fix);
-  if (newest != nullptr && pending_ && newest != &pending_->fix && passes_quality_test(*newest)) {
-    add(*newest);
-  }
-  if (!filling.usable() || trip_.samples.empty()) return;
+  for (std::uint64_t i = pending_.begin(); i < pending_.end(); ++i) add(pending_[i].fix);
+  if (!filling.usable() || trip_.samples.empty()) return false;
   const auto& learned = estimate_.result();
   const Mounting mounting = learned ? learned->mounting : estimate_.assumed_mounting();
   Vector force = learned ? learned->gravity : estimate_.mean_force();
@@ -72,6 +68,7 @@ void Host::Careful::fill(std::int64_t until, const GpsData* newest) {
   for (std::int64_t t = *last_sample_ + SampleRate::kBin; t < until; t += SampleRate::kBin) {
     keep(filling.at(t, mounting, force, rate));
   }
+  return true;
 }
 
 }  // namespace zuvdr

@@ -16,7 +16,7 @@ HostOptions HostOptions::none() {
 
 Host::Host(const HostOptions& options, std::function<void(const HostAnswer&)> answer,
            std::function<void(Notice, double)> notice) {
-  bool any = options.fix_clock_offset == options.fix_clock_offset;
+  bool any = offset_by_hand(options);
   for (const Care& care : kCares) any = any || options.*care.option;
   if (any) {
     road_ = std::make_unique<Careful>(options, std::move(answer), std::move(notice));

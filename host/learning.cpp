@@ -75,7 +75,7 @@ bool Host::Careful::rest_is_known() const {
 void Host::Careful::reconsider() {
   if (!interval_fix_ || !last_sample_) return;
   const std::optional<double>& offset = clock_.offset();
-  if (options_.fix_clock && !std::isfinite(options_.fix_clock_offset) && offset &&
+  if (options_.fix_clock && !offset_by_hand(options_) && offset &&
       std::fabs(*offset - offset_) > kOffsetRefinedBy) {
     // From the next fix on: what was given before does not move.
     offset_ = *offset;
@@ -89,7 +89,8 @@ void Host::Careful::reconsider() {
     counts_.mounting_yaw = now->yaw;
     counts_.mounting_yaw_sigma = now->sigma;
   }
-  const bool waited = elapsed_seconds(*last_sample_, reconsidered_) > kBetweenRestarts;
+  const bool waited =
+      !reconsidered_ || elapsed_seconds(*last_sample_, *reconsidered_) > kBetweenRestarts;
   bool again = false;
   if (now && waited) {
     if (options_.mounting_yaw && now->sigma < kYawSigma && now->driving >= kYawDriving) {
@@ -109,7 +110,11 @@ void Host::Careful::reconsider() {
       }
     }
     const bool aligned = (GetCarFlag() & ZUVDR_CAR_POSITION_SET) != 0;
-    if (!aligned && rest_is_known()) again = true;
+    // What did not help is tried again when a quarter more is known.
+    if (!aligned && rest_is_known() && now->driving > 1.25 * rest_tried_) {
+      rest_tried_ = now->driving;
+      again = true;
+    }
   }
   if (!again) return;
   reconsidered_ = *last_sample_;

@@ -22,21 +22,21 @@ double finite_or_zero(double value) {
 void set_velocity(const PhoneFix& fix, GpsData& out) {
   if (!(std::isfinite(fix.speed) && fix.speed >= 0.0)) return;
   out.speed = static_cast<float>(fix.speed);
-  const bool course_known = std::isfinite(fix.bearing) && known(fix.bearing_accuracy);
-  const double sine = course_known ? std::sin(fix.bearing * kDegree) : 0.0;
-  const double cosine = course_known ? std::cos(fix.bearing * kDegree) : 0.0;
-  if (std::isfinite(fix.bearing)) out.bearing = static_cast<float>(fix.bearing);
+  const bool course_told = std::isfinite(fix.bearing);
+  const double sine = course_told ? std::sin(fix.bearing * kDegree) : 0.0;
+  const double cosine = course_told ? std::cos(fix.bearing * kDegree) : 0.0;
+  if (course_told) out.bearing = static_cast<float>(fix.bearing);
   out.vel_e = static_cast<float>(fix.speed * sine);
   out.vel_n = static_cast<float>(fix.speed * cosine);
   if (!known(fix.speed_accuracy)) return;
   const double along = fix.speed_accuracy;
   out.speed_acc = static_cast<float>(along);
-  if (course_known) {
+  if (fix.speed <= kCrawl) {
+    out.vel_acc_e = out.vel_acc_n = static_cast<float>(std::hypot(along, fix.speed));
+  } else if (course_told && known(fix.bearing_accuracy)) {
     const double across = fix.speed * fix.bearing_accuracy * kDegree;
     out.vel_acc_e = static_cast<float>(std::hypot(along * sine, across * cosine));
     out.vel_acc_n = static_cast<float>(std::hypot(along * cosine, across * sine));
-  } else if (fix.speed <= kCrawl) {
-    out.vel_acc_e = out.vel_acc_n = static_cast<float>(std::hypot(along, fix.speed));
   } else {
     return;
   }

@@ -13,7 +13,7 @@ inline constexpr double kAssumedUpVelocityAccuracy = 1.0;  // m/s
 // sigmas
 //   east:  sqrt((s sin b)^2 + (c cos b)^2)
 //   north: sqrt((s cos b)^2 + (c sin b)^2).
-// At a crawl (0.5 m/s) without a known bearing the velocity is 0 with sqrt(s^2 + v^2). What is
+// At a crawl (0.5 m/s) a bearing says little: both are sqrt(s^2 + v^2). What is
 // unknown becomes an accuracy of 0, so that the fix does not pass the engine's test by what nobody
 // has stated; an unknown position or altitude becomes 0.
 GpsData to_gps_data(const PhoneFix& fix);

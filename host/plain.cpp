@@ -14,7 +14,9 @@ void Host::Plain::sensor(const SensorData& event) {
 
 void Host::Plain::fix(const GpsData& fix, int sample) {
   SyncGPSEventforFusion(&fix);
-  publish(run_gnss_epoch(fix, sample, sample == 0, Quadrant{}));
+  const HostAnswer answer = run_gnss_epoch(fix, sample, sample == 0, Quadrant{});
+  keep_position();
+  hand_out(answer);
 }
 
 std::int64_t Host::Plain::epochs_processed() const {

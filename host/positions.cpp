@@ -7,6 +7,12 @@
 #include "nav/clock.h"
 
 namespace zuvdr {
+namespace {
+
+// s; behind that the position stands, and may have gone on as before.
+constexpr double kLongestCarried = 5.0;
+
+}  // namespace
 
 void Positions::add(const Entry& entry) {
   entries_.push(entry);
@@ -18,10 +24,12 @@ std::optional<HostPosition> Positions::at(std::int64_t time_ns) const {
     if (entry.position.time_ns > time_ns) continue;
     HostPosition position = entry.position;
     const double dt = elapsed_seconds(time_ns, position.time_ns);
-    move(position.latitude, position.longitude, entry.east_velocity * dt,
-         entry.north_velocity * dt);
+    const double carried = std::min(dt, kLongestCarried);
+    move(position.latitude, position.longitude, entry.east_velocity * carried,
+         entry.north_velocity * carried);
     position.time_ns = time_ns;
-    position.accuracy = std::hypot(position.accuracy, entry.velocity_sigma * dt);
+    position.accuracy = std::hypot(position.accuracy, entry.velocity_sigma * carried) +
+                        position.speed * (dt - carried);
     position.fix_age = entry.good_fix ? elapsed_seconds(time_ns, *entry.good_fix) : kUnknown;
     return position;
   }

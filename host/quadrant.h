@@ -18,6 +18,7 @@ class Quadrant {
  public:
   // True when the fix lies outside what the choice made before serves; the engine wants a Reset
   // then. Degrees.
+  bool chosen() const { return chosen_; }
   bool choose_for(double latitude, double longitude);
 
   // In the engine's mirror, and out of it again.

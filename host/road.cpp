@@ -67,7 +67,7 @@ HostAnswer Host::Road::run_gnss_epoch(const GpsData& told, int sample, bool good
   position.time_ns = told.time_ns;
   position.latitude = location.latitude;
   position.longitude = location.longitude;
-  position.altitude = told.altitude;
+  position.altitude = told.altitude != 0.0 || told.pos_acc_u > 0.0F ? told.altitude : kUnknown;
   double east = told.vel_e, north = told.vel_n;
   entry_.velocity_sigma = good ? std::hypot(told.vel_acc_e, told.vel_acc_n) : good_fix_speed_;
   if (earlier.pedestrian_ready && engine.pedestrian_started) {
@@ -108,8 +108,33 @@ HostAnswer Host::Road::run_gnss_epoch(const GpsData& told, int sample, bool good
           .walker_started = earlier.pedestrian_started};
 }
 
-void Host::Road::publish(const HostAnswer& answer) {
+void Host::Road::fall_back_to_fix(HostAnswer& answer, bool good) {
+  HostPosition& position = answer.position;
+  position.source = Source::kRawFix;
+  position.time_ns = answer.fix.time_ns;
+  if (!good) {
+    // Where it would be by now, rather than back where the last fix was.
+    if (const auto carried = positions_.at(position.time_ns)) {
+      position = *carried;
+      position.source = Source::kRawFix;
+    }
+    return;
+  }
+  position.latitude = answer.fix.latitude;
+  position.longitude = answer.fix.longitude;
+  position.speed = std::hypot(answer.fix.vel_e, answer.fix.vel_n);
+  position.bearing = bearing_of(answer.fix.vel_e, answer.fix.vel_n);
+  position.accuracy = std::hypot(answer.fix.pos_acc_e, answer.fix.pos_acc_n);
+  if (!(position.accuracy > 0.0)) position.accuracy = kUnknown;
+  entry_ = {position, answer.fix.vel_e, answer.fix.vel_n,
+            std::hypot(answer.fix.vel_acc_e, answer.fix.vel_acc_n), good_fix_};
+}
+
+void Host::Road::keep_position() {
   positions_.add(entry_);
+}
+
+void Host::Road::hand_out(const HostAnswer& answer) {
   if (answer_) answer_(answer);
 }
 

@@ -35,8 +35,11 @@ class Host::Road {
   // Runs the engine's GNSS epoch on the fix stored last. `told`: that fix in the world's
   // coordinates and the sensors' time; `good`: it may correct the engine.
   HostAnswer run_gnss_epoch(const GpsData& told, int sample, bool good, const Quadrant& quadrant);
-  // Keeps the position and hands the answer out.
-  void publish(const HostAnswer& answer);
+  // The answer without what the engine made of it: the fix where it is `good`, else what was known
+  // before, carried.
+  void fall_back_to_fix(HostAnswer& answer, bool good);
+  void keep_position();
+  void hand_out(const HostAnswer& answer);
   void note(Notice what, double value = 0.0) {
     if (notify_) notify_(what, value);
   }

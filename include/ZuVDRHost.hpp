@@ -137,7 +137,7 @@ struct HostCounts {
   std::int64_t fixes_refused = 0;
   std::int64_t outage_rows = 0;
   std::int64_t gaps_filled = 0;
-  std::int64_t resets = 0;  // after which nothing of before is known; but for the one at the start
+  std::int64_t resets = 0;               // but for the one at the start; what was learned stays
   std::int64_t restarts = 0;             // the trip so far given to the engine again
   double mounting_yaw = kUnknown;        // degrees, as in Notice
   double mounting_yaw_sigma = kUnknown;  // degrees
@@ -173,8 +173,9 @@ class ZUVDR_EXPORT Host {
   // To be called before the first event. A host without any care shows nothing.
   void watch(EngineFeed feed);
 
-  // Carried from the last position with its velocity. None before the first fix, and for times
-  // before the oldest of the last few answers.
+  // Carried from the last position with its velocity, for 5 s; behind that it stands, and its
+  // accuracy grows by the way it may have gone. A new answer may lie a little behind it. None
+  // before the first fix, and for times before the oldest of the last few answers.
   std::optional<HostPosition> position(std::int64_t time_ns) const;
 
   const HostCounts& counts() const;

@@ -69,7 +69,8 @@ TEST(HostForC, TellsAnswersAndPositions) {
   const ZuVDRPhoneFix fix = fix_at(kSecond);
   ZuVDRHostPosition position{};
   ASSERT_EQ(ZuVDRHostFix(&fix), 1);
-  EXPECT_EQ(ZuVDRHostPositionAt(kSecond, &position), 0);
+  EXPECT_EQ(ZuVDRHostPositionAt(kSecond - 1, &position), 0);
+  EXPECT_EQ(ZuVDRHostPositionAt(kSecond, &position), 1);
   ASSERT_EQ(ZuVDRHostFlush(), 1);
   ASSERT_EQ(heard.answers.size(), 1U);
   EXPECT_EQ(heard.answers[0].fix.time_ns, kSecond);

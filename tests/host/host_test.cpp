@@ -7,11 +7,14 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <limits>
 #include <random>
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <variant>
+#include <vector>
 
 #include "host/event_filter.h"
 #include "host/event_order.h"
@@ -183,6 +186,107 @@ INSTANTIATE_TEST_SUITE_P(
       std::erase(name, '-');
       return name;
     });
+
+// What happens to a trip once, 200 s after its begin; from 60 s behind that on all is as it was.
+struct Mishap {
+  const char* name;
+  std::function<void(std::vector<tools::EventRow>& rows, std::size_t at)> befall;
+};
+
+class MishapOfHost : public testing::TestWithParam<Mishap> {};
+
+TEST_P(MishapOfHost, IsOvercome) {
+  auto rows = tools::simulate(trip_of(2));
+  const auto time_of = [](const tools::EventRow& row) {
+    const auto* fix = std::get_if<tools::FixRow>(&row);
+    return fix == nullptr ? 0 : fix->fix.time_ns;
+  };
+  const auto first = std::ranges::find_if(rows, [&](const auto& row) { return time_of(row) > 0; });
+  const std::int64_t begin = time_of(*first) + 200 * kSecond;
+  const auto at = std::ranges::find_if(rows, [&](const auto& row) { return time_of(row) > begin; });
+  GetParam().befall(rows, static_cast<std::size_t>(at - rows.begin()));
+  const Journey trip = play(rows, HostOptions{});
+  int corrected = 0;
+  for (const tools::TrackRow& row : trip.track) {
+    const double after = static_cast<double>(row.time_ns - begin) * 1e-9;
+    ASSERT_TRUE(std::isfinite(row.latitude) && std::isfinite(row.longitude)) << after;
+    // Of the second for which the mishap itself is told there may be no truth.
+    if (after > 0.0 && after < 100.0 && std::isfinite(row.truth_latitude)) {
+      EXPECT_LT(error(row), 40.0) << after;
+    }
+    if (after > 60.0 && after < 100.0 && row.status == 1) ++corrected;
+  }
+  EXPECT_GT(corrected, 38);
+}
+
+tools::FixRow& fix_at(std::vector<tools::EventRow>& rows, std::size_t at) {
+  return std::get<tools::FixRow>(rows[at]);
+}
+void set_accelerations(std::vector<tools::EventRow>& rows, std::size_t at, double value) {
+  for (std::size_t i = at; i < at + 6; ++i) {
+    auto* row = std::get_if<tools::SensorRow>(&rows[i]);
+    if (row != nullptr) row->event.values[1] = value;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Mishaps, MishapOfHost,
+    testing::Values(Mishap{"huge_values",
+                           [](auto& rows, std::size_t at) { set_accelerations(rows, at, 1e300); }},
+                    Mishap{"null_island",
+                           [](auto& rows, std::size_t at) {
+                             GpsData& fix = fix_at(rows, at).fix;
+                             fix.latitude = fix.longitude = 0.0;
+                             fix.pos_acc_e = fix.pos_acc_n = 5000.0F;
+                           }},
+                    Mishap{"no_position",
+                           [](auto& rows, std::size_t at) {
+                             GpsData& fix = fix_at(rows, at).fix;
+                             fix.latitude = fix.longitude = 0.0;
+                             fix.pos_acc_e = fix.pos_acc_n = 0.0F;
+                           }},
+                    Mishap{"absurd_speed",
+                           [](auto& rows, std::size_t at) { fix_at(rows, at).fix.speed = 1e30F; }},
+                    Mishap{
+                        "beyond_the_pole",
+                        [](auto& rows, std::size_t at) { fix_at(rows, at).fix.latitude = 1e300; }},
+                    Mishap{"magnetometer_on_another_clock",
+                           [](auto& rows, std::size_t at) {
+                             for (std::size_t i = at; i < rows.size(); ++i) {
+                               auto* row = std::get_if<tools::SensorRow>(&rows[i]);
+                               if (row == nullptr) continue;
+                               if (row->event.type == ZUVDR_SENSOR_MAGNETOMETER_UNCALIBRATED) {
+                                 row->event.timestamp += 3600 * kSecond;
+                               }
+                             }
+                           }},
+                    Mishap{"no_gyroscope_for_20_s",
+                           [](auto& rows, std::size_t at) {
+                             const std::int64_t from = fix_at(rows, at).fix.time_ns;
+                             std::erase_if(rows, [from](const tools::EventRow& row) {
+                               const auto* sensor = std::get_if<tools::SensorRow>(&row);
+                               return sensor != nullptr && sensor->event.type == kGyroscope &&
+                                      sensor->event.timestamp > from &&
+                                      sensor->event.timestamp < from + 20 * kSecond;
+                             });
+                           }},
+                    Mishap{"clock_of_fixes_back_by_4_s",
+                           [](auto& rows, std::size_t at) {
+                             const std::int64_t from = fix_at(rows, at).fix.time_ns;
+                             for (tools::EventRow& row : rows) {
+                               auto* fix = std::get_if<tools::FixRow>(&row);
+                               if (fix != nullptr && fix->fix.time_ns == from)
+                                 fix->fix.time_ns -= 4 * kSecond;
+                             }
+                           }},
+                    Mishap{"half_the_fixes_fail",
+                           [](auto& rows, std::size_t at) {
+                             for (std::size_t i = at; i < at + 1000; ++i) {
+                               auto* fix = std::get_if<tools::FixRow>(&rows[i]);
+                               if (fix != nullptr && i % 2 == 0) fix->fix.vel_acc_u = 0.0F;
+                             }
+                           }}),
+    [](const auto& test) { return std::string(test.param.name); });
 
 // Of a gap filled from fixes no position is far off, and none is a raw fix.
 TEST(Host, PositionsInAGapStayNear) {

@@ -36,6 +36,9 @@ GpsData as_phones_tell(const GpsData& fix) {
   told.vel_u = 0.0F;
   told.vel_acc_e = static_cast<float>(std::hypot(along * e, across * n) / speed);
   told.vel_acc_n = static_cast<float>(std::hypot(along * n, across * e) / speed);
+  if (speed <= 0.5) {  // a crawl, of which the course says little
+    told.vel_acc_e = told.vel_acc_n = static_cast<float>(std::hypot(along, speed));
+  }
   told.vel_acc_u = 1.0F;  // assumed
   told.speed_acc = static_cast<float>(along);
   told.pos_acc_e = told.pos_acc_n =
