@@ -168,7 +168,12 @@ void Host::Careful::fix(const GpsData& fix, int sample) {
       const std::int64_t wanted = sensor_time(pending_.front().fix);
       const double silence = elapsed_seconds(wanted, *last_real_sample_);
       const bool fillable = options_.gaps && silence <= kLongestFilled;
-      if (fillable && wanted > *last_sample_) fill(elapsed_ns(wanted, -SampleRate::kBin));
+      const bool filled =
+          wanted <= *last_sample_ || (fillable && fill(elapsed_ns(wanted, -SampleRate::kBin)));
+      if (!filled && silence > kLongestBlind) {
+        reset();
+        break;
+      }
       answer_oldest();
     }
     // The navigator stands where the samples ended, and fixes would tear it away.
@@ -330,7 +335,6 @@ GpsData Host::Careful::walker_row(std::int64_t time) const {
 }
 
 void Host::Careful::reset() {
-  answer_all();
   Reset();
   trip_.begin_anew();
   given_ = {};
@@ -345,6 +349,7 @@ void Host::Careful::reset() {
   gate_.reset();
   ++counts_.resets;
   note(Notice::kReset);
+  answer_all();  // raw: what the navigator knew is over
 }
 
 }  // namespace zuvdr

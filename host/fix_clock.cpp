@@ -90,7 +90,8 @@ bool FixClock::use(const Course& from, const Course& to) {
     if (!begin || !end) return false;
     if (i == kGrid / 2) middle = *end - *begin;
     const double residual = wrapped(*end - *begin - drift_ * duration - turn);
-    costs[i] = std::pow(std::min(std::fabs(residual), kMostResidual), 1.5);
+    const double capped = std::min(std::fabs(residual), kMostResidual);
+    costs[i] = capped * std::sqrt(capped);
   }
   for (std::size_t i = 0; i < kGrid; ++i) cost_[i] = kKept * cost_[i] + costs[i];
   if (std::fabs(turn) < 0.03 * duration && std::fabs(middle) < 0.1 * duration) {

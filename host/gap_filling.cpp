@@ -34,7 +34,7 @@ Sample GapFilling::at(std::int64_t time_ns, const Mounting& mounting, const Vect
   while (k + 1 < count_ && fixes_[k].time_ns < time_ns) ++k;
   const GpsData& from = fixes_[k - 1];
   const GpsData& to = fixes_[k];
-  const double duration = std::max(elapsed_seconds(to.time_ns, from.time_ns), 0.1);
+  const double duration = std::max(elapsed_seconds(to.time_ns, from.time_ns), 1e-3);
   const bool inside = from.time_ns <= time_ns && time_ns <= to.time_ns;
   const double part = std::clamp(elapsed_seconds(time_ns, from.time_ns) / duration, 0.0, 1.0);
   const double first = std::hypot(from.vel_e, from.vel_n), last = std::hypot(to.vel_e, to.vel_n);

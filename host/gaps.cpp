@@ -1,6 +1,8 @@
 // Gaps of the sensors: filled, or the engine reset.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 
 #include "engine/fix_quality.h"
 #include "host/careful.h"
@@ -22,7 +24,7 @@ bool Host::Careful::bridge(const Sample& next) {
   const double silence = elapsed_seconds(next.time_ns, *last_real_sample_);
   const bool fixes_go_on = last_fix_ && passes_quality_test(*last_fix_) &&
                            elapsed_seconds(next.time_ns, sensor_time(*last_fix_)) < kFixesGoOn;
-  if (fixes_go_on && silence <= kLongestFilled && fill(next.time_ns)) {
+  if (silence <= (fixes_go_on ? kLongestFilled : kLongestBlind) && fill(next.time_ns)) {
     // Done.
   } else if (silence <= kLongestBlind) {
     const Sample from = trip_.samples.back();
@@ -47,10 +49,23 @@ bool Host::Careful::fill(std::int64_t until) {
     fix.time_ns = sensor_time(fix);
     if (passes_quality_test(fix)) filling.add(fix);
   };
+  // The navigator knows where the samples ended better than any fix.
+  std::int64_t from = std::numeric_limits<std::int64_t>::min();
+  if ((GetCarFlag() & ZUVDR_CAR_POSITION_SET) != 0) {
+    const EngineProbe engine = probe_engine();
+    GpsData now{};
+    now.time_ns = from = engine.last_epoch_time;
+    now.vel_e = static_cast<float>(engine.east_velocity);
+    now.vel_n = static_cast<float>(quadrant_.leave_north(engine.north_velocity));
+    filling.add(now);
+    // Straight on, should no fix come.
+    now.time_ns += 1;
+    filling.add(now);
+  }
   const std::uint64_t end = trip_.fixes.end();
   for (std::uint64_t i = std::max(trip_.fixes.begin(), end > kFixesUsed ? end - kFixesUsed : 0);
        i < end; ++i) {
-    if (trip_.fixes[i].good) add(trip_.fixes[i].fix);
+    if (trip_.fixes[i].good && sensor_time(trip_.fixes[i].fix) > from) add(trip_.fixes[i].fix);
   }
   for (std::uint64_t i = pending_.begin(); i < pending_.end(); ++i) add(pending_[i].fix);
   if (!filling.usable() || trip_.samples.empty()) return false;

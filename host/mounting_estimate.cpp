@@ -151,7 +151,8 @@ std::optional<MountingEstimate::Result> MountingEstimate::estimate(std::uint64_t
     if (!(std::abs(product) > 0.0)) return std::nullopt;
     const Complex turn = product / std::abs(product);
     for (std::size_t i = 0; i < n; ++i) {
-      residuals_[i] = std::abs(vehicle_[i] - vehicle_mean - turn * (phone_[i] - phone_mean));
+      residuals_[i] =
+          std::sqrt(std::norm(vehicle_[i] - vehicle_mean - turn * (phone_[i] - phone_mean)));
     }
     sorted_ = residuals_;
     const auto middle = sorted_.begin() + static_cast<std::ptrdiff_t>(n / 2);

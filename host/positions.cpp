@@ -10,7 +10,10 @@ namespace zuvdr {
 namespace {
 
 // s; behind that the position stands, and may have gone on as before.
-constexpr double kLongestCarried = 5.0;
+constexpr double kLongestCarried = 60.0;
+// The velocity is not what it was: after this time, by that part.
+constexpr double kVelocityKept = 5.0;  // s
+constexpr double kVelocityLost = 0.3;
 
 }  // namespace
 
@@ -28,8 +31,9 @@ std::optional<HostPosition> Positions::at(std::int64_t time_ns) const {
     move(position.latitude, position.longitude, entry.east_velocity * carried,
          entry.north_velocity * carried);
     position.time_ns = time_ns;
-    position.accuracy = std::hypot(position.accuracy, entry.velocity_sigma * carried) +
-                        position.speed * (dt - carried);
+    position.accuracy =
+        std::hypot(position.accuracy, entry.velocity_sigma * carried) +
+        position.speed * (kVelocityLost * std::max(carried - kVelocityKept, 0.0) + (dt - carried));
     position.fix_age = entry.good_fix ? elapsed_seconds(time_ns, *entry.good_fix) : kUnknown;
     return position;
   }

@@ -173,7 +173,7 @@ class ZUVDR_EXPORT Host {
   // To be called before the first event. A host without any care shows nothing.
   void watch(EngineFeed feed);
 
-  // Carried from the last position with its velocity, for 5 s; behind that it stands, and its
+  // Carried from the last position with its velocity, for a minute; behind that it stands, and its
   // accuracy grows by the way it may have gone. A new answer may lie a little behind it. None
   // before the first fix, and for times before the oldest of the last few answers.
   std::optional<HostPosition> position(std::int64_t time_ns) const;
