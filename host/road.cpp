@@ -21,8 +21,9 @@ struct Share {
   double fix;
 };
 constexpr Share kCorrectedShare{1.0, 0.85};
-constexpr Share kDeadReckonedShare{1.1, 0.85};
-constexpr Share kWalkerShare{1.0, 1.5};
+constexpr Share kDeadReckonedShare{0.85, 0.85};
+constexpr double kLeastDrift = 0.003;  // m/s^2, without fixes, however sure the filter is
+constexpr Share kWalkerShare{1.0, 1.2};
 constexpr double kWalkerVelocity = 0.5;  // m/s
 constexpr double kWalkerDrift = 0.15;    // of the way walked without fixes
 
@@ -83,8 +84,9 @@ HostAnswer Host::Road::run_gnss_epoch(const GpsData& told, int sample, bool good
     east = engine.east_velocity;
     north = quadrant.leave_north(engine.north_velocity);
     const bool corrected = position.source == Source::kCorrected;
-    position.accuracy = joined(corrected ? kCorrectedShare : kDeadReckonedShare,
-                               engine.position_sigma, good_fix_sigma_);
+    position.accuracy =
+        joined(corrected ? kCorrectedShare : kDeadReckonedShare,
+               std::max(engine.position_sigma, kLeastDrift * age * age), good_fix_sigma_);
     entry_.velocity_sigma = engine.velocity_sigma;
   } else {
     position.source = Source::kRawFix;

@@ -147,8 +147,9 @@ ZUVDR_EXPORT int ZuVDRHostGpsFix(const GpsData* fix, int sample);
 ZUVDR_EXPORT int ZuVDRHostFlush(void);
 
 /*
- * Carried from the last position with its velocity. 0 before the first fix, and for times before
- * the oldest of the last few answers; the position is left alone then.
+ * Carried from the last position with its velocity, for a minute; behind that it stands, and its
+ * accuracy grows by the way it may have gone. 0 before the first fix, and for times before the
+ * oldest of the last few answers; the position is left alone then.
  */
 ZUVDR_EXPORT int ZuVDRHostPositionAt(int64_t time_ns, ZuVDRHostPosition* position);
 

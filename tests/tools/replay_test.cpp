@@ -347,5 +347,49 @@ TEST_F(ProgramTest, OnlyTheNamedSpanOfAWalkCounts) {
   EXPECT_NEAR(confirmed, reference, 2);
 }
 
+// Of 100 Hz with a gap and a tunnel: the engine's rate without a break, and a row for every second.
+TEST_F(ProgramTest, CaredLogHoldsWhatTheEngineWasGiven) {
+  const std::string log = simulated("drive --seed 2 --rate 100 --gap 200,5", "drive.csv");
+  ASSERT_EQ(run("convert " + log + " --cared --out " + path("cared.csv")).status, 0);
+  EventLogReader reader(path("cared.csv"));
+  std::int64_t last_sample = 0, last_fix = 0, samples = 0, rows = 0, truths = 0;
+  for (EventRow row; reader.next(row);) {
+    if (const auto* sensor = std::get_if<SensorRow>(&row)) {
+      if (sensor->event.type != ZUVDR_SENSOR_GYROSCOPE_UNCALIBRATED) continue;
+      const std::int64_t time = sensor->event.timestamp;
+      if (samples++ > 0) {
+        ASSERT_EQ(time - last_sample, kSecond / 25) << samples;
+      }
+      last_sample = time;
+    } else if (const auto* fix = std::get_if<FixRow>(&row)) {
+      if (last_fix != 0) {
+        ASSERT_LT(fix->fix.time_ns - last_fix, 2 * kSecond);
+      }
+      last_fix = fix->fix.time_ns;
+      rows += fix->sample != 0 ? 1 : 0;
+    } else {
+      ++truths;
+    }
+  }
+  EXPECT_GT(samples, 25 * 600);                       // of 610 s, to the last fix
+  EXPECT_NEAR(static_cast<double>(rows), 60.0, 4.0);  // s in the tunnel
+  EXPECT_GT(truths, 500);
+}
+
+// A recording is brought to 25 Hz; the same walk as an event log is already.
+TEST_F(ProgramTest, StepsOfARecordingAreThoseOfItsEventLog) {
+  const std::string log = simulated("walk --seed 4 --carry hand", "walk.csv");
+  ASSERT_EQ(run("simulate walk --seed 4 --carry hand --rate 100 --out " + path("walk.zip")).status,
+            0);
+  const auto steps = [this](const std::string& name) {
+    const std::string table = run("steps " + path(name)).out;
+    std::istringstream fields(table.substr(table.find(name) + name.size()));
+    double seconds = kNaN, counted = kNaN;
+    fields >> seconds >> counted;
+    return counted;
+  };
+  EXPECT_NEAR(steps("walk.zip") / steps("walk.csv"), 1.0, 0.02);
+}
+
 }  // namespace
 }  // namespace zuvdr::tools
