@@ -1,11 +1,17 @@
 // Real drives, where the recordings are at hand. The figures of the town drive come from an
 // independent calculation of the same filter, in another language.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
+#include <string>
+#include <vector>
 
+#include "tests/host/trace_rows.h"
 #include "tests/system/journey.h"
 
 namespace zuvdr::tests {
@@ -70,6 +76,64 @@ TEST(RecordedDrive, DrivesWithoutAQuietStopStayInVehicleModeUnaligned) {
       ASSERT_EQ(row.latitude, row.fix_latitude) << name;
       ASSERT_EQ(row.longitude, row.fix_longitude) << name;
     }
+  }
+}
+
+// In a process of its own: Reset keeps the filters' delay lines.
+std::string trace_of(const std::string& log, bool through_host) {
+  int ends[2];
+  if (pipe(ends) != 0) return "no pipe";
+  const pid_t child = fork();
+  if (child == 0) {
+    std::FILE* const out = fdopen(ends[1], "w");
+    trace_rows(
+        log, [out](const std::string& line) { std::fputs((line + '\n').c_str(), out); },
+        through_host);
+    std::fclose(out);
+    _exit(0);
+  }
+  close(ends[1]);
+  std::string trace;
+  char part[4096];
+  for (ssize_t n = 0; (n = read(ends[0], part, sizeof part)) > 0;) {
+    trace.append(part, static_cast<std::size_t>(n));
+  }
+  close(ends[0]);
+  int status = -1;
+  waitpid(child, &status, 0);
+  return status == 0 && !trace.empty() ? trace : "failed";
+}
+
+// Without any care the host makes the plain calls, on every log at hand.
+TEST(RecordedDrive, HostWithoutCareIsTheBareEngine) {
+  int logs = 0;
+  for (const char* folder : {"/vehicle", "/reference"}) {
+    const std::filesystem::path path = std::string(ZUVDR_DATA) + folder;
+    if (!std::filesystem::exists(path)) continue;
+    for (const auto& entry : std::filesystem::directory_iterator(path)) {
+      const std::string name = entry.path().filename();
+      if (!name.ends_with(".csv.gz") || name.find("trace") != std::string::npos) continue;
+      const std::string plain = trace_of(entry.path(), false);
+      EXPECT_GT(plain.size(), 1000U) << name;
+      EXPECT_TRUE(plain == trace_of(entry.path(), true)) << name;
+      ++logs;
+    }
+  }
+  if (logs == 0) GTEST_SKIP() << "no recordings in " << ZUVDR_DATA;
+}
+
+// Neither stands still in time for the bare engine, and the phone of the first lies across.
+TEST(RecordedDrive, CarefulHostIsSoonConverged) {
+  for (const char* name : {"vn100_town_25hz", "rtk_drive_25hz"}) {
+    REQUIRE_RECORDING(recording(name));
+    std::vector<tools::EventRow> rows;
+    tools::EventLogReader reader(recording(name));
+    for (tools::EventRow row; reader.next(row);) rows.push_back(row);
+    const Journey journey = play(rows, HostOptions{});
+    const auto first = std::ranges::find(journey.track, 1, &TrackRow::status);
+    ASSERT_NE(first, journey.track.end()) << name;
+    EXPECT_LT(static_cast<double>(first->time_ns - journey.track.front().time_ns) * 1e-9, 100.0);
+    EXPECT_LT(journey.summary.errors(ErrorGroup::kCorrected).quantile(0.95), 5.0) << name;
   }
 }
 
