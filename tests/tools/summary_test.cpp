@@ -40,6 +40,7 @@ FixAnswer answer(int car_flag, double speed, double tilt_sigma = 0.15) {
 TEST(StatesTest, NameTheConditionThatNeverCameTrue) {
   // Every second fix of 70 accepted, then 60 not: 25 of 50 at most.
   std::vector<FixAnswer> half;
+  half.reserve(130);
   for (int i = 0; i < 130; ++i) half.push_back(answer(kSet, i < 70 && i % 2 == 0 ? 10.0 : 0.0));
   const struct {
     State state;
