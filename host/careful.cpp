@@ -16,12 +16,14 @@ namespace zuvdr {
 namespace {
 
 constexpr double kLongestWait = 1.0;  // s, for the epochs of a fix
-// s without a fix before the first row. The latency of receivers varies by 0.3 s and more, and a
-// fix that comes after a row of a later stamp is lost.
+// s without a fix, where they come every second, before the first row. The latency of receivers
+// varies by 0.3 s and more, and a fix that comes after a row of a later stamp is lost.
 constexpr double kOutageBegins = 1.5;
-constexpr double kRowInterval = 1.0;     // s
-constexpr double kLongestLatency = 5.0;  // s, of a receiver
-constexpr double kLatencyKept = 0.95;    // of the longest one, by every fix
+constexpr double kLongestInterval = 6.0;  // s, of fixes that are no outage
+constexpr double kIntervalLearned = 0.1;  // by every fix
+constexpr double kRowInterval = 1.0;      // s
+constexpr double kLongestLatency = 5.0;   // s, of a receiver
+constexpr double kLatencyKept = 0.95;     // of the longest one, by every fix
 constexpr int kBackwardFixes = 3;
 constexpr double kWildStamp = 10.0;  // s from all others
 constexpr float kSlowestRow = 0.5F;  // m/s, of a walker
@@ -189,6 +191,10 @@ void Host::Careful::fix(const GpsData& fix, int sample) {
     restart();
   }
   last_handed_ = fix.time_ns;
+  if (last_fix_) {
+    const double interval = elapsed_seconds(fix.time_ns, last_fix_->time_ns);
+    if (interval < kLongestInterval) fix_interval_ += kIntervalLearned * (interval - fix_interval_);
+  }
   // Not before the fix itself, where the sensors are silent.
   fix_arrival_ = std::max(now_.value_or(sensor_time(fix)), sensor_time(fix));
   pending_.push(Pending{fix, sample, now_.value_or(fix.time_ns)});
@@ -256,7 +262,7 @@ void Host::Careful::use(const GpsData& fix, int sample, bool own_row) {
   if (options_.bad_fixes && passes) off = gate_.refuses(told, expected);
   if (off) {
     entry.sample = 1;
-    entry.good = false;
+    entry.usable = false;
     ++counts_.fixes_refused;
     note(Notice::kFixRefused, *off);
   }
@@ -270,28 +276,31 @@ void Host::Careful::use(const GpsData& fix, int sample, bool own_row) {
   if (is_fix && !off) last_fix_ = fix;
   trip_.fixes.push(entry);
   hand(entry);
-  HostAnswer answer = run_gnss_epoch(told, entry.sample, entry.good, quadrant_);
+  HostAnswer answer = run_gnss_epoch(told, entry.sample, entry.usable, quadrant_);
   answer.sample = is_fix ? 0 : 1;
   answer.refused = off.has_value();
   const bool lost =
       !std::isfinite(answer.position.latitude) || !std::isfinite(answer.position.longitude);
   // A filtered position out of all range has made the engine start over.
   const bool runaway = answer.position_was_set && (GetCarFlag() & ZUVDR_CAR_POSITION_SET) == 0;
-  const bool row_of_nothing = answer.position.source == Source::kRawFix && !entry.good;
-  if (lost || runaway || row_of_nothing) fall_back_to_fix(answer, entry.good);
-  if (entry.good || !(lost || runaway || row_of_nothing)) keep_position();
+  const bool row_of_nothing = answer.position.source == Source::kRawFix && !entry.usable;
+  if (lost || runaway || row_of_nothing) fall_back_to_fix(answer, entry.usable);
+  if (entry.usable || !(lost || runaway || row_of_nothing)) keep_position();
   hand_out(answer);
   if (lost) {
     reset();
     return;
   }
   learn(entry);
-  reconsider();
+  reconsider(entry);
 }
 
 void Host::Careful::keep_going() {
   if (!last_fix_ || !last_handed_) return;
-  if (!in_outage_ && elapsed_seconds(*now_, fix_arrival_) < kOutageBegins) return;
+  if (!in_outage_ &&
+      elapsed_seconds(*now_, fix_arrival_) < kOutageBegins + std::max(fix_interval_ - 1.0, 0.0)) {
+    return;
+  }
   // Behind the sensors as fixes are: the first one that comes again must lie after the last row.
   // Not ahead of the samples either, which events that are sorted may hold back.
   const std::int64_t behind = elapsed_ns(*now_, std::llround(latency_ * kNanosecondsPerSecond));

@@ -85,7 +85,7 @@ class Host::Careful final : public Host::Road {
 
   // learning.cpp
   void learn(const TripFix& entry);
-  void reconsider();
+  void reconsider(const TripFix& entry);
 
   // gaps.cpp
   bool bridge(const Sample& next);
@@ -119,6 +119,7 @@ class Host::Careful final : public Host::Road {
   std::optional<GpsData> interval_fix_;  // good, that the interval to be learned from begins with
   std::uint64_t interval_begin_ = 0;     // sample
   std::int64_t fix_arrival_ = 0;         // on the sensors' clock
+  double fix_interval_ = 1.0;            // s, usual
   std::optional<std::int64_t> last_handed_;  // stamp of the last fix or row
   double latency_ = 0.0;                     // of late fixes, s
   bool in_outage_ = false;

@@ -42,10 +42,10 @@ GpsData before(GpsData fix, double seconds) {
 void Host::Careful::hand(const TripFix& entry) {
   GpsData fix = entry.fix;
   fix.time_ns = sensor_time(fix);
-  if (entry.good && passes_quality_test(fix)) prime(fix);
+  if (entry.usable && passes_quality_test(fix)) prime(fix);
   if (entry.ends_outage) sync(before(fix, kExitInterval), 1);
 
-  const bool standing = entry.good && passes_quality_test(fix) && fix.speed < kStanding;
+  const bool standing = entry.usable && passes_quality_test(fix) && fix.speed < kStanding;
   const bool calm = options_.calm && standing && given_.standing &&
                     (GetCarFlag() & ZUVDR_CAR_ATTITUDE_CONVERGED) == 0;
   given_.standing = standing;
@@ -154,7 +154,7 @@ void Host::Careful::give_trip(bool with_rest) {
 void Host::Careful::make_up_rest() {
   std::uint64_t i = trip_.fixes.begin();
   while (i < trip_.fixes.end() &&
-         !(trip_.fixes[i].good && passes_quality_test(trip_.fixes[i].fix))) {
+         !(trip_.fixes[i].usable && passes_quality_test(trip_.fixes[i].fix))) {
     ++i;
   }
   if (i == trip_.fixes.end() || trip_.samples.empty()) return;

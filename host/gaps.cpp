@@ -65,7 +65,7 @@ bool Host::Careful::fill(std::int64_t until) {
   const std::uint64_t end = trip_.fixes.end();
   for (std::uint64_t i = std::max(trip_.fixes.begin(), end > kFixesUsed ? end - kFixesUsed : 0);
        i < end; ++i) {
-    if (trip_.fixes[i].good && sensor_time(trip_.fixes[i].fix) > from) add(trip_.fixes[i].fix);
+    if (trip_.fixes[i].usable && sensor_time(trip_.fixes[i].fix) > from) add(trip_.fixes[i].fix);
   }
   for (std::uint64_t i = pending_.begin(); i < pending_.end(); ++i) add(pending_[i].fix);
   if (!filling.usable() || trip_.samples.empty()) return false;

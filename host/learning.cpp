@@ -13,7 +13,7 @@ namespace zuvdr {
 namespace {
 
 constexpr double kShortestInterval = 0.7;  // s
-constexpr double kLongestInterval = 2.5;
+constexpr double kLongestInterval = 5.5;
 constexpr double kFewestSamples = 15.0;  // a second
 constexpr double kSlowestCourse = 2.0;   // m/s
 
@@ -31,10 +31,7 @@ constexpr double kBetweenRestarts = 10.0;  // s
 
 void Host::Careful::learn(const TripFix& entry) {
   GpsData fix = entry.fix;
-  if (!entry.good || !passes_quality_test(fix)) {
-    interval_fix_.reset();
-    return;
-  }
+  if (!entry.usable || !passes_quality_test(fix)) return;
   if (options_.fix_clock) clock_.add(fix);
   fix.time_ns = sensor_time(fix);
   if (options_.walkers) walker_course_.add(fix);
@@ -72,8 +69,8 @@ bool Host::Careful::rest_is_known() const {
 }
 
 // Between good fixes: in an outage a trip given again may end anywhere.
-void Host::Careful::reconsider() {
-  if (!interval_fix_ || !last_sample_) return;
+void Host::Careful::reconsider(const TripFix& entry) {
+  if (!entry.usable || !interval_fix_ || !last_sample_) return;
   const std::optional<double>& offset = clock_.offset();
   if (options_.fix_clock && !offset_by_hand(options_) && offset &&
       std::fabs(*offset - offset_) > kOffsetRefinedBy) {

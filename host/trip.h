@@ -13,7 +13,7 @@ namespace zuvdr {
 struct TripFix {
   GpsData fix;  // as it is handed over, in the world's coordinates and its own stamp
   int sample;
-  bool good;                  // may correct the engine
+  bool usable;                // a fix, not a row without one, and not refused
   bool ends_outage;           // the first after rows without one
   std::uint64_t samples_end;  // that were there when it came
 };

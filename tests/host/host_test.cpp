@@ -288,6 +288,19 @@ INSTANTIATE_TEST_SUITE_P(
                            }}),
     [](const auto& test) { return std::string(test.param.name); });
 
+// Slow receivers: no row stands in for a fix that is not missing.
+TEST(Host, ServesFixesEveryOtherSecond) {
+  auto rows = tools::simulate(trip_of(2));
+  int fixes = 0;
+  std::erase_if(rows, [&fixes](const tools::EventRow& row) {
+    return std::holds_alternative<tools::FixRow>(row) && fixes++ % 2 == 0;
+  });
+  const Journey trip = play(rows, HostOptions{});
+  const auto corrected = std::ranges::count(trip.track, 1, &tools::TrackRow::status);
+  EXPECT_GT(corrected, 180);  // of 275 fixes outside the tunnel, 30 to converge
+  EXPECT_LT(trip.summary.errors(tools::ErrorGroup::kCorrected).quantile(0.5), 3.0);
+}
+
 // Of a gap filled from fixes no position is far off, and none is a raw fix.
 TEST(Host, PositionsInAGapStayNear) {
   const auto rows = tools::simulate(trip_of(5, {.gaps = {{150.0, 6.0}, {220.0, 9.0}}}));
