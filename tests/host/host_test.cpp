@@ -92,8 +92,9 @@ double error(const tools::TrackRow& row) {
 TEST(Host, ServesTheWholeEarthAtAnyRate) {
   using Case = std::tuple<double, double, double>;  // degrees, degrees, Hz
   for (const auto& [latitude, longitude, rate] :
-       {Case(48.2, 16.4, 200.0), Case(-33.9, 18.4, 25.0), Case(-17.0, 179.995, 100.0),
-        Case(0.003, -0.002, 25.0), Case(64.1, -21.9, 50.0)}) {
+       {Case(48.2, 16.4, ZUVDR_SANITIZED ? 50.0 : 200.0), Case(-33.9, 18.4, 25.0),
+        Case(-17.0, 179.995, ZUVDR_SANITIZED ? 50.0 : 100.0), Case(0.003, -0.002, 25.0),
+        Case(64.1, -21.9, 50.0)}) {
     const Journey trip = play(
         tools::simulate(
             {.route = {.seed = 4}, .latitude = latitude, .longitude = longitude, .rate = rate}),
