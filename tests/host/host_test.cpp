@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <functional>
 #include <limits>
+#include <map>
 #include <random>
 #include <string>
 #include <string_view>
@@ -288,6 +289,36 @@ INSTANTIATE_TEST_SUITE_P(
                              }
                            }}),
     [](const auto& test) { return std::string(test.param.name); });
+
+// Of the errors at fixes two thirds are meant to lie inside; drives differ.
+TEST(Host, StatesAccuraciesThatHold) {
+  int inside = 0, all = 0;
+  for (const std::uint64_t seed : {1U, 3U, 4U}) {
+    const auto rows = tools::simulate(trip_of(seed));
+    std::map<std::int64_t, tools::TruthRow> truth;
+    for (const tools::EventRow& row : rows) {
+      if (const auto* t = std::get_if<tools::TruthRow>(&row)) truth[t->time_ns] = *t;
+    }
+    Host host({}, [&](const HostAnswer& answer) {
+      const auto true_row = truth.lower_bound(answer.position.time_ns);
+      if (answer.position.source != Source::kCorrected || true_row == truth.end()) return;
+      const auto at = host.position(true_row->first);
+      if (!at) return;
+      const tools::TruthRow& there = true_row->second;
+      const double off =
+          tools::distance({at->latitude, at->longitude}, {there.latitude, there.longitude});
+      inside += off < at->accuracy ? 1 : 0;
+      ++all;
+    });
+    for (const tools::EventRow& row : rows) {
+      if (const auto* sensor = std::get_if<tools::SensorRow>(&row)) host.sensor(sensor->event);
+      if (const auto* fix = std::get_if<tools::FixRow>(&row)) host.fix(fix->fix, fix->sample);
+    }
+  }
+  EXPECT_GT(all, 1000);
+  EXPECT_GT(inside, 0.5 * all);
+  EXPECT_LT(inside, 0.85 * all);
+}
 
 // Slow receivers: no row stands in for a fix that is not missing.
 TEST(Host, ServesFixesEveryOtherSecond) {

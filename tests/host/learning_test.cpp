@@ -17,6 +17,7 @@
 #include "host/gap_filling.h"
 #include "host/mounting_estimate.h"
 #include "host/positions.h"
+#include "host/quadrant.h"
 #include "host/walker_course.h"
 
 namespace zuvdr::tests {
@@ -209,12 +210,39 @@ TEST(FixGate, RefusesJumpsOnceArmedAndLetsGo) {
   EXPECT_FALSE(refused(t++, 13.0));
   for (int k = 1; k <= 6; ++k) EXPECT_TRUE(refused(t++, 50.0)) << k;
   EXPECT_FALSE(refused(t++, 20.0)) << "a prediction of 7 s may be as far off";
+  for (int k = 0; k < 20; ++k) refused(t++, 500.0);
+  // 3 hypot(2 + 10 + 8, 3 sqrt(2)) is 61 m.
+  EXPECT_TRUE(refused(t - 1.0, 70.0));
+  EXPECT_FALSE(refused(t - 1.0, 50.0));
   for (int k = 0; k < 24; ++k) refused(t++, 500.0);
   EXPECT_TRUE(refused(t, 500.0));
   EXPECT_FALSE(refused(t + 1.0, 500.0)) << "after 25 s it is the output that is wrong";
   EXPECT_FALSE(refused(t + 2.0, 500.0));
   expected.source = Source::kRawFix;
   EXPECT_FALSE(refused(t + 3.0, 500.0));
+}
+
+// South of the equator a polar vector changes the sign of x, an axial one those of y and z.
+TEST(Quadrant, MirrorsVectorsByTheirKind) {
+  Quadrant quadrant;
+  for (const double latitude : {45.0, -45.0}) {
+    quadrant.choose_for(latitude, 20.0);
+    Vector force{1, 2, 3}, rate{4, 5, 6};
+    quadrant.enter(force, rate);
+    const double sign = latitude < 0.0 ? -1.0 : 1.0;
+    EXPECT_EQ(force, (Vector{sign * 1, 2, 3}));
+    EXPECT_EQ(rate, (Vector{4, sign * 5, sign * 6}));
+  }
+}
+
+// A clock of the fixes that was set back is believed at the third fix.
+TEST(Host, FollowsTheClockOfTheFixesBack) {
+  int answers = 0;
+  Host host({}, [&answers](const HostAnswer&) { ++answers; });
+  for (const double t : {50.0, 51.0, 52.0, 47.0, 48.0, 49.0, 50.0}) host.fix(Motion::fix(t));
+  EXPECT_EQ(answers, 5);
+  EXPECT_EQ(host.counts().fixes_dropped, 2);
+  EXPECT_EQ(host.counts().resets, 1);
 }
 
 TEST(EventOrder, SortsWhatComesUpToASecondLate) {
