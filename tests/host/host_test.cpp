@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -318,6 +319,35 @@ TEST(Host, StatesAccuraciesThatHold) {
   EXPECT_GT(all, 1000);
   EXPECT_GT(inside, 0.5 * all);
   EXPECT_LT(inside, 0.85 * all);
+}
+
+TEST(Host, WalkerGoesOnWithoutFixes) {
+  auto rows =
+      tools::simulate({.route = {.scenario = tools::Scenario::kWalk, .seed = 2, .walker = 2}});
+  const auto is_fix = [](const tools::EventRow& row) {
+    return std::holds_alternative<tools::FixRow>(row);
+  };
+  const std::int64_t begin =
+      std::get<tools::FixRow>(*std::ranges::find_if(rows, is_fix)).fix.time_ns + 150 * kSecond;
+  std::erase_if(rows, [begin](const tools::EventRow& row) {
+    const auto* fix = std::get_if<tools::FixRow>(&row);
+    return fix != nullptr && fix->fix.time_ns > begin && fix->fix.time_ns < begin + 60 * kSecond;
+  });
+  const auto walked = [&rows](const HostOptions& options) {  // rows, and the largest error, m
+    std::pair<int, double> result{0, 0.0};
+    for (const tools::TrackRow& row : play(rows, options).track) {
+      if (row.sample == 0 || row.status != 1) continue;
+      ++result.first;
+      result.second = std::max(result.second, error(row));
+    }
+    return result;
+  };
+  const auto [count, largest] = walked({});
+  EXPECT_GT(count, 50);
+  EXPECT_LT(largest, 30.0);  // of 80 m walked
+  HostOptions without;
+  without.walkers = false;
+  EXPECT_LT(walked(without).first, 10);
 }
 
 // Slow receivers: no row stands in for a fix that is not missing.
